@@ -1,0 +1,109 @@
+// Foundation, as far as the library uses it: one function for each operation, under its name.
+//
+// A `Ref` result belongs to the caller. A raw pointer does not: it is good while its owner or the
+// surrounding autorelease scope lasts. An operation on nothing gives nothing, zero or false; so
+// does an operation that would have to be handed nothing where the platform raises on it. All
+// else that the platform raises passes through. Any thread.
+#pragma once
+
+#include "platform/runtime.hpp"
+
+namespace hushlane::platform {
+
+// ---- Strings: lengths and positions in UTF-16 code units ---------------------------------------
+
+NSUInteger length(NSString* string);
+NSString* substringFromIndex(NSString* string, NSUInteger index);
+NSUInteger locationOfString(NSString* string, NSString* wanted);  // NSNotFound when it has none
+bool hasSuffix(NSString* string, NSString* ending);               // false for an empty ending
+NSString* stringWithFormat(NSString* format, int32_t value);
+
+NSCharacterSet* characterSetWithCharactersInString(NSString* characters);
+NSCharacterSet* invertedSet(NSCharacterSet* set);
+NSArray* componentsSeparatedByCharactersInSet(NSString* string, NSCharacterSet* separators);
+NSString* componentsJoinedByString(NSArray* components, NSString* separator);
+
+// ---- Numbers, and the readings that numbers and strings have -----------------------------------
+
+NSNumber* numberWithInt(int32_t value);
+
+bool hasIntValue(id value);
+int32_t intValue(id value);
+bool hasBoolValue(id value);
+bool boolValue(id value);
+
+// ---- Collections -------------------------------------------------------------------------------
+
+Ref<NSMutableArray> makeMutableArray();
+void addObject(NSMutableArray* array, id object);  // nothing is added for nothing
+bool containsObject(NSArray* array, id object);
+
+bool isArray(id object);  // can it be counted and indexed?
+NSUInteger count(NSArray* array);
+id objectAtIndex(NSArray* array, NSUInteger index);
+
+Ref<NSMutableDictionary> makeMutableDictionary();
+void setObjectForKey(NSMutableDictionary* dictionary, id object, NSString* key);
+id objectForKey(NSDictionary* dictionary, NSString* key);
+Ref<NSDictionary> dictionaryWithContentsOfFile(NSString* path);
+
+// The objects of an array in order: `for (NSString* name : Each<NSString>(names))`. The array must
+// stay alive and unchanged meanwhile.
+template <class T>
+class Each {
+ public:
+  explicit Each(NSArray* array) noexcept : array_(array) {}
+
+  struct End {};
+  class Iterator {
+   public:
+    explicit Iterator(Each& each) : each_(each) { each_.fetch(); }
+    T* operator*() const noexcept { return static_cast<T*>(each_.state_.itemsPtr[index_]); }
+    Iterator& operator++() {
+      if (++index_ == each_.fetched_) {
+        index_ = 0;
+        each_.fetch();
+      }
+      return *this;
+    }
+    bool operator!=(End) const noexcept { return each_.fetched_ != 0; }
+
+   private:
+    Each& each_;
+    NSUInteger index_ = 0;
+  };
+
+  Iterator begin() { return Iterator(*this); }
+  End end() const noexcept { return {}; }
+
+ private:
+  static constexpr NSUInteger batch = 16;
+
+  void fetch() {
+    fetched_ = send<NSUInteger>(array_, selector<"countByEnumeratingWithState:objects:count:">(),
+                                &state_, &buffer_[0], batch);
+  }
+
+  NSArray* array_;
+  NSUInteger fetched_ = 0;
+  NSFastEnumerationState state_ = {};
+  id buffer_[batch];
+};
+
+// ---- Dates -------------------------------------------------------------------------------------
+
+Ref<NSDate> makeDate();  // the current moment
+NSDate* date();          // the same, not owned
+
+// The weekday number of the moment, 1 to 7, as the user's current calendar and time zone count; 0
+// when the host has no calendar.
+NSInteger weekdayOf(NSDate* moment);
+
+// ---- Archives ----------------------------------------------------------------------------------
+
+bool isData(id object);
+
+// Null for no data. A damaged archive raises.
+id unarchiveObjectWithData(NSData* data);
+
+}  // namespace hushlane::platform

@@ -1,0 +1,27 @@
+// The members of the chosen address-book group, and the list of all groups.
+//
+// Both functions block their caller, without a time limit, until the address book has been read on
+// a queue of the platform. The platform promises to call a completion exactly once and on another
+// thread.
+#pragma once
+
+#include "core/extension_state.hpp"
+
+namespace hushlane {
+
+// Publishes the record IDs, phone numbers and e-mail addresses of the members of the group
+// `allowedMessageGroup`: three collections, each complete before any reader sees it. Phone numbers
+// are reduced to the digits 0 to 9; a number without digits gives an empty string, a value that the
+// address book holds without text gives no entry. Addresses stay as they are. Order and repeats are
+// the address book's.
+//
+// The collections stay as they are when access is denied or there is no such group or member list;
+// when the address book can't be opened, that is logged. Called by the settings load only.
+void cachePrivilegedMessageSenders();
+
+// Every group, as a list of dictionaries with the keys "name" and "id", in the platform's order; a
+// group without a display name gets an empty one. The list is new, never null (unless the host has
+// no arrays), and autoreleased. It is empty when the address book can't be read. Any thread.
+extern "C" HUSHLANE_EXPORT id loadABGroups();
+
+}  // namespace hushlane

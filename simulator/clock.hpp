@@ -1,0 +1,46 @@
+// The phone's clock and time zone. They stand still until somebody moves them.
+//
+// Any thread may read; one thread sets.
+#pragma once
+
+#include <date/date.h>
+
+#include <atomic>
+#include <chrono>
+#include <string>
+
+namespace date {
+class time_zone;
+}
+
+namespace simulator {
+
+class Clock {
+ public:
+  Clock();  // 2026-11-21 20:00:00 (a Saturday), UTC
+
+  // Throws std::runtime_error for a name that the time-zone database does not hold. Keeps the
+  // moment, not the local time.
+  void setTimeZone(const std::string& name);
+  std::string timeZone() const;
+
+  void set(date::local_seconds local) { now_ = instant(local); }
+  void set(date::sys_seconds moment) { now_ = moment; }
+  void advance(std::chrono::seconds by) { now_ = now() + by; }
+  date::sys_seconds now() const { return now_; }
+
+  // A local time that a clock change repeats means its first occurrence; one that a clock change
+  // skips means the moment of the change.
+  date::sys_seconds instant(date::local_seconds local) const;
+  date::local_seconds local(date::sys_seconds moment) const;
+
+  // Seconds since 2001-01-01 00:00:00 UTC, as NSDate counts, and back.
+  static double sinceReferenceDate(date::sys_seconds moment);
+  static date::sys_seconds fromReferenceDate(double seconds);
+
+ private:
+  std::atomic<date::sys_seconds> now_;
+  std::atomic<const date::time_zone*> zone_;
+};
+
+}  // namespace simulator

@@ -1,0 +1,66 @@
+// Every operation beneath the seam that can fail or answer "none", as one table, and the means to
+// make each fail on command. The library has no part in it.
+//
+// Each row counts its calls. A row can be told to fail at its k-th call from now, once or from
+// then on. Any thread may call an operation; arming is for the thread that drives the device, while
+// nothing runs.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace simulator {
+
+// name: the operation as the platform calls it; what the failure gives.
+#define SIMULATOR_FAULTS(FAULT)                                                              \
+  FAULT(objc_getClass, "objc_getClass", "no such class")                                     \
+  FAULT(MSHookMessageEx, "MSHookMessageEx", "no such method: nothing installed, slot empty") \
+  FAULT(CFPreferencesCopyKeyList, "CFPreferencesCopyKeyList", "no key list")                 \
+  FAULT(CFPreferencesCopyMultiple, "CFPreferencesCopyMultiple", "no values")                 \
+  FAULT(ABAddressBookCreateWithOptions, "ABAddressBookCreateWithOptions", "no address book") \
+  FAULT(ABAddressBookRequestAccessWithCompletion,                                            \
+        "ABAddressBookRequestAccessWithCompletion", "access denied")                         \
+  FAULT(ABAddressBookGetGroupWithRecordID, "ABAddressBookGetGroupWithRecordID", "no group")  \
+  FAULT(ABAddressBookCopyArrayOfAllGroups, "ABAddressBookCopyArrayOfAllGroups",              \
+        "no group list")                                                                     \
+  FAULT(ABGroupCopyArrayOfAllMembers, "ABGroupCopyArrayOfAllMembers", "no member list")      \
+  FAULT(ABRecordCopyValue, "ABRecordCopyValue", "no multi-value")                            \
+  FAULT(ABRecordCopyCompositeName, "ABRecordCopyCompositeName", "no name")                   \
+  FAULT(ABMultiValueGetCount, "ABMultiValueGetCount", "a count of zero")                     \
+  FAULT(ABMultiValueCopyValueAtIndex, "ABMultiValueCopyValueAtIndex", "no value")            \
+  FAULT(ABMultiValueCopyArrayOfAllValues, "ABMultiValueCopyArrayOfAllValues",                \
+        "no list of values")                                                                 \
+  FAULT(dispatch_semaphore_create, "dispatch_semaphore_create", "no semaphore")              \
+  FAULT(currentCalendar, "+[NSCalendar currentCalendar]", "no calendar")                     \
+  FAULT(initWithContentsOfFile, "-[NSDictionary initWithContentsOfFile:]", "no dictionary")  \
+  FAULT(unarchiveObjectWithData, "+[NSKeyedUnarchiver unarchiveObjectWithData:]",            \
+        "raises NSInvalidUnarchiveOperationException")                                       \
+  FAULT(effectiveIntervals, "-[BBBehaviorOverride effectiveIntervals]", "no interval list")
+
+enum class Fault : std::uint8_t {
+#define SIMULATOR_FAULT_NAME(name, operation, gives) name,
+  SIMULATOR_FAULTS(SIMULATOR_FAULT_NAME)
+#undef SIMULATOR_FAULT_NAME
+};
+
+struct FaultRow {
+  Fault fault;
+  std::string_view operation;
+  std::string_view gives;
+};
+std::span<const FaultRow> faultTable();
+
+// For the operation itself: counts the call, and says whether it must fail.
+bool failsNow(Fault fault) noexcept;
+
+// From now on the k-th call (1 is the next) fails: only that one, or it and every later one.
+void failAt(Fault fault, std::uint64_t call, bool fromThenOn = false);
+
+std::uint64_t callsOf(Fault fault);
+std::uint64_t injectedFailures();
+
+// Disarms every row and sets all counts to zero.
+void resetFaults();
+
+}  // namespace simulator

@@ -1,0 +1,43 @@
+// The Darwin notify center and the main run loop that delivers its notifications. Also the C
+// functions CFNotificationCenterGetDarwinNotifyCenter and CFNotificationCenterAddObserver.
+//
+// Any thread may post; the thread that calls `runMainLoop` is the main thread, and callbacks run
+// there, one at a time, in the order of posting and, for one name, of registration.
+#pragma once
+
+#include <deque>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/abi.hpp"
+
+namespace simulator {
+
+class NotificationCenter {
+ public:
+  struct Observer {
+    std::string name;
+    CFNotificationCallback callback;
+    CFNotificationSuspensionBehavior behavior;
+  };
+
+  void add(Observer observer);
+  const std::vector<Observer>& observers() const { return observers_; }
+
+  // A posting reaches the observers registered at the time it is posted.
+  void post(const std::string& name);
+  void runMainLoop();  // until nothing is left to deliver
+
+ private:
+  struct Delivery {
+    std::string name;
+    CFNotificationCallback callback;
+  };
+
+  std::mutex mutex_;
+  std::vector<Observer> observers_;
+  std::deque<Delivery> pending_;
+};
+
+}  // namespace simulator
