@@ -21,6 +21,10 @@ struct Text {
   }
 };
 
+// The characters at run time. Not the template argument itself: clang exports that object.
+template <Text text>
+inline constexpr Text storedText = text;
+
 template <Text name>
 inline constinit SEL knownSelector = nullptr;
 
@@ -28,7 +32,7 @@ template <Text name>
 SEL selector() noexcept {
   SEL known = __atomic_load_n(&knownSelector<name>, __ATOMIC_ACQUIRE);
   if (known == nullptr) {
-    known = sel_registerName(name.characters);
+    known = sel_registerName(storedText<name>.characters);
     __atomic_store_n(&knownSelector<name>, known, __ATOMIC_RELEASE);
   }
   return known;
@@ -42,7 +46,7 @@ template <Text name>
 Class classNamed() noexcept {
   Class known = __atomic_load_n(&knownClass<name>, __ATOMIC_ACQUIRE);
   if (known == nullptr) {
-    known = objc_getClass(name.characters);
+    known = objc_getClass(storedText<name>.characters);
     __atomic_store_n(&knownClass<name>, known, __ATOMIC_RELEASE);
   }
   return known;
@@ -92,7 +96,7 @@ inline constinit NSString* knownString = nullptr;
 template <Text text>
 NSString* constantString() {
   NSString* const known = __atomic_load_n(&knownString<text>, __ATOMIC_ACQUIRE);
-  return known != nullptr ? known : keepFirst(knownString<text>, makeString(text.characters));
+  return known != nullptr ? known : keepFirst(knownString<text>, makeString(storedText<text>.characters));
 }
 
 }  // namespace hushlane::platform
