@@ -13,29 +13,27 @@
 namespace simulator {
 
 // name: the operation as the platform calls it; what the failure gives.
-#define SIMULATOR_FAULTS(FAULT)                                                              \
-  FAULT(objc_getClass, "objc_getClass", "no such class")                                     \
-  FAULT(MSHookMessageEx, "MSHookMessageEx", "no such method: nothing installed, slot empty") \
-  FAULT(CFPreferencesCopyKeyList, "CFPreferencesCopyKeyList", "no key list")                 \
-  FAULT(CFPreferencesCopyMultiple, "CFPreferencesCopyMultiple", "no values")                 \
-  FAULT(ABAddressBookCreateWithOptions, "ABAddressBookCreateWithOptions", "no address book") \
-  FAULT(ABAddressBookRequestAccessWithCompletion,                                            \
-        "ABAddressBookRequestAccessWithCompletion", "access denied")                         \
-  FAULT(ABAddressBookGetGroupWithRecordID, "ABAddressBookGetGroupWithRecordID", "no group")  \
-  FAULT(ABAddressBookCopyArrayOfAllGroups, "ABAddressBookCopyArrayOfAllGroups",              \
-        "no group list")                                                                     \
-  FAULT(ABGroupCopyArrayOfAllMembers, "ABGroupCopyArrayOfAllMembers", "no member list")      \
-  FAULT(ABRecordCopyValue, "ABRecordCopyValue", "no multi-value")                            \
-  FAULT(ABRecordCopyCompositeName, "ABRecordCopyCompositeName", "no name")                   \
-  FAULT(ABMultiValueGetCount, "ABMultiValueGetCount", "a count of zero")                     \
-  FAULT(ABMultiValueCopyValueAtIndex, "ABMultiValueCopyValueAtIndex", "no value")            \
-  FAULT(ABMultiValueCopyArrayOfAllValues, "ABMultiValueCopyArrayOfAllValues",                \
-        "no list of values")                                                                 \
-  FAULT(dispatch_semaphore_create, "dispatch_semaphore_create", "no semaphore")              \
-  FAULT(currentCalendar, "+[NSCalendar currentCalendar]", "no calendar")                     \
-  FAULT(initWithContentsOfFile, "-[NSDictionary initWithContentsOfFile:]", "no dictionary")  \
-  FAULT(unarchiveObjectWithData, "+[NSKeyedUnarchiver unarchiveObjectWithData:]",            \
-        "raises NSInvalidUnarchiveOperationException")                                       \
+#define SIMULATOR_FAULTS(FAULT)                                                                    \
+  FAULT(objc_getClass, "objc_getClass", "no such class")                                           \
+  FAULT(MSHookMessageEx, "MSHookMessageEx", "no such method: nothing installed, slot empty")       \
+  FAULT(CFPreferencesCopyKeyList, "CFPreferencesCopyKeyList", "no key list")                       \
+  FAULT(CFPreferencesCopyMultiple, "CFPreferencesCopyMultiple", "no values")                       \
+  FAULT(ABAddressBookCreateWithOptions, "ABAddressBookCreateWithOptions", "no address book")       \
+  FAULT(ABAddressBookRequestAccessWithCompletion, "ABAddressBookRequestAccessWithCompletion",      \
+        "access denied")                                                                           \
+  FAULT(ABAddressBookGetGroupWithRecordID, "ABAddressBookGetGroupWithRecordID", "no group")        \
+  FAULT(ABAddressBookCopyArrayOfAllGroups, "ABAddressBookCopyArrayOfAllGroups", "no group list")   \
+  FAULT(ABGroupCopyArrayOfAllMembers, "ABGroupCopyArrayOfAllMembers", "no member list")            \
+  FAULT(ABRecordCopyValue, "ABRecordCopyValue", "no multi-value")                                  \
+  FAULT(ABRecordCopyCompositeName, "ABRecordCopyCompositeName", "no name")                         \
+  FAULT(ABMultiValueGetCount, "ABMultiValueGetCount", "a count of zero")                           \
+  FAULT(ABMultiValueCopyValueAtIndex, "ABMultiValueCopyValueAtIndex", "no value")                  \
+  FAULT(ABMultiValueCopyArrayOfAllValues, "ABMultiValueCopyArrayOfAllValues", "no list of values") \
+  FAULT(dispatch_semaphore_create, "dispatch_semaphore_create", "no semaphore")                    \
+  FAULT(currentCalendar, "+[NSCalendar currentCalendar]", "no calendar")                           \
+  FAULT(initWithContentsOfFile, "-[NSDictionary initWithContentsOfFile:]", "no dictionary")        \
+  FAULT(unarchiveObjectWithData, "+[NSKeyedUnarchiver unarchiveObjectWithData:]",                  \
+        "raises NSInvalidUnarchiveOperationException")                                             \
   FAULT(effectiveIntervals, "-[BBBehaviorOverride effectiveIntervals]", "no interval list")
 
 enum class Fault : std::uint8_t {

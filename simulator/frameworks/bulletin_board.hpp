@@ -5,12 +5,15 @@
 // The thread of the home screen, except `arrives`, which any thread may call.
 #pragma once
 
+#include <date/date.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "simulator/foundation/objects.hpp"
 
@@ -18,17 +21,27 @@ namespace simulator {
 
 enum class PlatformAnswer { automatic, yes, no };
 
-// A Do Not Disturb period that recurs every day, in minutes of the local day. It crosses midnight
-// when it ends before it begins.
-struct NightlySchedule {
+// A Do Not Disturb period that recurs every day, in minutes of the local day: from the first up to,
+// but without, the second. It crosses midnight when it ends before it begins.
+struct DailyPeriod {
   std::chrono::minutes from;
   std::chrono::minutes to;
+
+  bool contains(std::chrono::minutes timeOfDay) const;
 };
+
+// "22:00-07:00"
+std::string toText(const DailyPeriod& period);
 
 class BulletinBoard {
  public:
+  // Takes over the overrides that are stored in the phone's file; one that can't be decoded is
+  // left out.
   explicit BulletinBoard(const std::filesystem::path& root);
-  ~BulletinBoard();
+
+  // Throws DeviceError when the file of stored overrides is there but is no property list of a
+  // dictionary.
+  void check() const;
 
   // ---- The host ----
 
@@ -39,29 +52,50 @@ class BulletinBoard {
   void setManualDoNotDisturb(bool on);  // tells the gateway
   bool manualDoNotDisturb() const { return manual_; }
 
+  // The one scheduled override, or none; also writes it to the file of stored overrides.
+  void setSchedule(const std::optional<DailyPeriod>& period);
+
+  // Asks every override, through the (replaced) method, whether it is in force at that moment.
+  bool scheduleActiveAt(date::sys_seconds moment);
+
+  // The times of the local day at which an override may begin or end.
+  std::vector<std::chrono::minutes> scheduleBoundaries() const;
+
   // Calls the gateway's change method with just these values, with a source or without.
   void reportOverrideTypes(std::uint64_t types, std::optional<std::uint64_t> source);
 
-  // Asks the overrides again and tells the gateway when the set of active types has changed. The
-  // host does so whenever the time moves, the overrides change or settings reload.
+  // Asks the overrides again and tells the gateway when the set of active types is another than the
+  // one last found. The host does so whenever the time moves, overrides change or settings reload.
   void refresh();
 
   // ---- The platform ----
 
-  // What the server itself says; automatic: no while any override is active.
+  // What the server itself says; automatic: no while the gateway knows of an active override.
   std::atomic<PlatformAnswer> platformAnswer{PlatformAnswer::automatic};
 
-  std::uint64_t activeOverrideTypes() const { return activeTypes_; }
+  // What the gateway was last told, as a bit set of override types.
+  std::atomic<std::uint64_t> activeOverrideTypes{0};
+
+  // How often the server was asked with a feed.
+  std::atomic<std::uint64_t> feedQuestions{0};
 
   id server() const { return server_.get(); }
   id gateway() const { return gateway_.get(); }
+  std::filesystem::path overridesFile() const;  // var/mobile/Library/BulletinBoard/…
 
  private:
+  void loadStoredOverrides();
+  std::uint64_t askOverrides(date::sys_seconds moment);
+
   std::filesystem::path root_;
   Owned<Object> server_;
   Owned<Object> gateway_;
-  std::atomic<std::uint64_t> activeTypes_{0};
+  std::vector<Owned<Object>> overrides_;
+  std::uint64_t lastFound_ = 0;
   bool manual_ = false;
 };
+
+// "22:00-07:00" for an effective interval of an override, whatever it is otherwise "".
+std::string intervalText(id interval);
 
 }  // namespace simulator

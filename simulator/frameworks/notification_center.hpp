@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,20 +25,18 @@ class NotificationCenter {
 
   void add(Observer observer);
   const std::vector<Observer>& observers() const { return observers_; }
+  void removeAll();  // forgets what is pending, too
 
   // A posting reaches the observers registered at the time it is posted.
   void post(const std::string& name);
   void runMainLoop();  // until nothing is left to deliver
 
  private:
-  struct Delivery {
-    std::string name;
-    CFNotificationCallback callback;
-  };
+  std::optional<Observer> takeNext();
 
   std::mutex mutex_;
   std::vector<Observer> observers_;
-  std::deque<Delivery> pending_;
+  std::deque<Observer> pending_;  // one entry for each callback to make
 };
 
 }  // namespace simulator

@@ -1,0 +1,313 @@
+#include "simulator/frameworks/bulletin_board.hpp"
+
+#include <cstdio>
+
+#include "simulator/device.hpp"
+#include "simulator/faults.hpp"
+#include "simulator/foundation/keyed_archive.hpp"
+#include "simulator/foundation/property_list.hpp"
+#include "simulator/runtime/classes.hpp"
+
+namespace simulator {
+
+namespace {
+
+// The override types of this phone, as bits of the set that the gateway is told.
+enum OverrideType : std::int64_t { manualOverride = 0, scheduledOverride = 1 };
+
+constexpr std::uint64_t bitOf(std::int64_t overrideType) {
+  return std::uint64_t{1} << (static_cast<std::uint64_t>(overrideType) & 63);
+}
+
+constexpr const char* overrideClass = "BBBehaviorOverride";
+constexpr const char* intervalClass = "BBBehaviorOverrideEffectiveInterval";
+
+struct EffectiveInterval : Object {
+  DailyPeriod period{};
+};
+
+struct BehaviorOverride : Object {
+  std::int64_t overrideType = 0;
+  std::int64_t mode = 0;
+  Owned<Object> effectiveIntervals;
+};
+
+// ---- The server --------------------------------------------------------------------------------
+
+BOOL platformDecision(id, SEL, int, id) {
+  const BulletinBoard& board = Device::current().bulletinBoard;
+  switch (board.platformAnswer.load()) {
+    case PlatformAnswer::yes:
+      return true;
+    case PlatformAnswer::no:
+      return false;
+    case PlatformAnswer::automatic:
+      break;
+  }
+  return board.activeOverrideTypes == 0;
+}
+
+BOOL platformDecisionInFeed(id server, SEL selector, int type, id destinationId, NSUInteger) {
+  ++Device::current().bulletinBoard.feedQuestions;
+  return platformDecision(server, selector, type, destinationId);
+}
+
+BOOL addressBookContains(id, SEL, id destinationId) {
+  return destinationId != nullptr && Device::current().addressBook.contains(toUtf8(destinationId));
+}
+
+BOOL favoritesContain(id, SEL, id destinationId) {
+  return destinationId != nullptr &&
+         Device::current().addressBook.favouritesContain(toUtf8(destinationId));
+}
+
+// ---- The settings gateway ----------------------------------------------------------------------
+
+void gatewayLearns(id, SEL, NSUInteger types) {
+  Device::current().bulletinBoard.activeOverrideTypes = types;
+}
+
+void gatewayLearnsWithSource(id gateway, SEL selector, NSUInteger types, NSUInteger) {
+  gatewayLearns(gateway, selector, types);
+}
+
+// ---- Overrides ---------------------------------------------------------------------------------
+
+id initOverride(BehaviorOverride* self, SEL, std::int64_t overrideType, std::int64_t mode,
+                id effectiveIntervals) {
+  self->overrideType = overrideType;
+  self->mode = mode;
+  self->effectiveIntervals = share(header(effectiveIntervals));
+  return self;
+}
+
+id initOverrideWithoutMode(BehaviorOverride* self, SEL selector, id effectiveIntervals,
+                           std::int64_t overrideType) {
+  return initOverride(self, selector, overrideType, 0, effectiveIntervals);
+}
+
+const Array* intervalsOf(const BehaviorOverride* self) {
+  return as<Array>(self->effectiveIntervals.get(), "NSArray");
+}
+
+BOOL isActiveForDate(BehaviorOverride* self, SEL, id moment) {
+  const auto* const date = as<Date>(moment, "NSDate");
+  const Array* const intervals = intervalsOf(self);
+  if (date == nullptr || intervals == nullptr) return false;
+  const Clock& clock = Device::current().clock;
+  const auto local = clock.local(Clock::fromReferenceDate(date->sinceReferenceDate));
+  const auto timeOfDay = std::chrono::floor<std::chrono::minutes>(
+      local - std::chrono::floor<std::chrono::days>(local));
+  for (const id item : intervals->items) {
+    const auto* const interval = as<EffectiveInterval>(item, intervalClass);
+    if (interval != nullptr && interval->period.contains(timeOfDay)) return true;
+  }
+  return false;
+}
+
+id effectiveIntervals(BehaviorOverride* self, SEL) {
+  if (failsNow(Fault::effectiveIntervals)) return nullptr;
+  return self->effectiveIntervals.get();
+}
+
+void encodeOverride(id object, KeyedCoder& coder) {
+  const auto* const self = static_cast<BehaviorOverride*>(header(object));
+  coder.encodeInteger("overrideType", self->overrideType);
+  coder.encodeInteger("mode", self->mode);
+  coder.encodeObject("effectiveIntervals", self->effectiveIntervals.get());
+}
+
+id decodeOverride(KeyedCoder& coder) {
+  const Owned<BehaviorOverride> decoded = own(make<BehaviorOverride>(classNamed(overrideClass)));
+  decoded->overrideType = coder.decodeInteger("overrideType");
+  decoded->mode = coder.decodeInteger("mode");
+  decoded->effectiveIntervals = coder.decodeObject("effectiveIntervals");
+  return share(decoded.get()).release();
+}
+
+void encodeInterval(id object, KeyedCoder& coder) {
+  const auto* const self = static_cast<EffectiveInterval*>(header(object));
+  coder.encodeInteger("startMinute", self->period.from.count());
+  coder.encodeInteger("endMinute", self->period.to.count());
+}
+
+id decodeInterval(KeyedCoder& coder) {
+  const DailyPeriod period{std::chrono::minutes(coder.decodeInteger("startMinute")),
+                           std::chrono::minutes(coder.decodeInteger("endMinute"))};
+  auto* const interval = make<EffectiveInterval>(classNamed(intervalClass));
+  interval->period = period;
+  return interval;
+}
+
+Owned<Object> makeScheduledOverride(const DailyPeriod& period) {
+  const Owned<EffectiveInterval> interval = own(make<EffectiveInterval>(classNamed(intervalClass)));
+  interval->period = period;
+  const Owned<Array> intervals = own(makeArray());
+  append(intervals.get(), interval.get());
+  const id allocated = message(classNamed(overrideClass), "alloc");
+  return own(header(message(
+      allocated, "initWithOverrideType:mode:effectiveIntervals:", std::int64_t{scheduledOverride},
+      std::int64_t{0}, static_cast<id>(intervals.get()))));
+}
+
+}  // namespace
+
+void defineBulletinBoard() {
+  defineClass<Object>("BBServer", "NSObject")
+      .method("shouldPresentNotificationOfType:fromSenderWithDestinationID:", &platformDecision)
+      .method("shouldPresentNotificationOfType:fromSenderWithDestinationID:inFeed:",
+              &platformDecisionInFeed)
+      .method("_doesAddressBookContainDestinationID:", &addressBookContains)
+      .method("_doesFavoritesListContainDestinationID:", &favoritesContain);
+  defineClass<Object>("BBSettingsGateway", "NSObject")
+      .method("activeBehaviorOverrideTypesChanged:", &gatewayLearns)
+      .method("activeBehaviorOverrideTypesChanged:source:", &gatewayLearnsWithSource);
+  defineClass<EffectiveInterval>(intervalClass, "NSObject");
+  defineClass<BehaviorOverride>(overrideClass, "NSObject")
+      .method("initWithOverrideType:mode:effectiveIntervals:", &initOverride)
+      .method("initWithEffectiveIntervals:overrideType:", &initOverrideWithoutMode)
+      .method("isActiveForDate:", &isActiveForDate)
+      .method("effectiveIntervals", &effectiveIntervals);
+  registerArchivable({overrideClass, &encodeOverride, &decodeOverride});
+  registerArchivable({intervalClass, &encodeInterval, &decodeInterval});
+}
+
+bool DailyPeriod::contains(std::chrono::minutes timeOfDay) const {
+  if (from <= to) return from <= timeOfDay && timeOfDay < to;
+  return from <= timeOfDay || timeOfDay < to;
+}
+
+std::string toText(const DailyPeriod& period) {
+  const auto hours = [](std::chrono::minutes minutes) { return minutes.count() / 60; };
+  const auto rest = [](std::chrono::minutes minutes) { return minutes.count() % 60; };
+  char text[96];
+  std::snprintf(text, sizeof text, "%02ld:%02ld-%02ld:%02ld", hours(period.from), rest(period.from),
+                hours(period.to), rest(period.to));
+  return text;
+}
+
+std::string intervalText(id interval) {
+  const auto* const known = as<EffectiveInterval>(interval, intervalClass);
+  return known == nullptr ? std::string() : toText(known->period);
+}
+
+BulletinBoard::BulletinBoard(const std::filesystem::path& root)
+    : root_(root),
+      server_(own(make<Object>(classNamed("BBServer")))),
+      gateway_(own(make<Object>(classNamed("BBSettingsGateway")))) {
+  loadStoredOverrides();
+}
+
+std::filesystem::path BulletinBoard::overridesFile() const {
+  return root_ / "var/mobile/Library/BulletinBoard/BehaviorOverrides.plist";
+}
+
+void BulletinBoard::check() const {
+  if (!std::filesystem::exists(overridesFile())) return;
+  std::string why;
+  const Owned<Object> stored = readPropertyList(overridesFile(), &why);
+  if (!stored) throw DeviceError(overridesFile(), why + ", expected a property list");
+  if (!isKindOf(stored.get(), classNamed("NSDictionary"))) {
+    throw DeviceError(overridesFile(), "the property list holds no dictionary, expected one");
+  }
+}
+
+void BulletinBoard::loadStoredOverrides() {
+  const Owned<Object> file = readPropertyList(overridesFile());
+  const auto* const dictionary = as<Dictionary>(file.get(), "NSDictionary");
+  if (dictionary == nullptr) return;
+  const auto* const stored = as<Array>(find(dictionary, "overrides"), "NSArray");
+  if (stored == nullptr) return;
+  for (const id item : stored->items) {
+    const auto* const data = as<Data>(item, "NSData");
+    if (data == nullptr) continue;
+    try {
+      Owned<Object> decoded = own(header(unarchive(data->bytes)));
+      if (isKindOf(decoded.get(), classNamed(overrideClass))) overrides_.push_back(decoded);
+    } catch (const PlatformException&) {
+      continue;
+    }
+  }
+}
+
+bool BulletinBoard::arrives(int type, const std::optional<std::string>& sender) {
+  static const SEL question =
+      sel_registerName("shouldPresentNotificationOfType:fromSenderWithDestinationID:");
+  const AutoreleasePool pool;
+  const Owned<String> destinationId = sender ? own(makeString(*sender)) : Owned<String>();
+  const IMP decision = class_getMethodImplementation(object_getClass(server()), question);
+  return reinterpret_cast<BOOL (*)(id, SEL, int, id)>(decision)(server(), question, type,
+                                                                destinationId.get());
+}
+
+void BulletinBoard::setManualDoNotDisturb(bool on) {
+  manual_ = on;
+  refresh();
+}
+
+void BulletinBoard::setSchedule(const std::optional<DailyPeriod>& period) {
+  const AutoreleasePool pool;
+  overrides_.clear();
+  const Owned<Array> stored = own(makeArray());
+  if (period) {
+    overrides_.push_back(makeScheduledOverride(*period));
+    const Owned<Data> data =
+        own(makeData(archive(overrides_.back().get(), PropertyListForm::binary)));
+    append(stored.get(), data.get());
+  }
+  const Owned<Dictionary> file = own(makeDictionary());
+  const Owned<String> key = own(makeString("overrides"));
+  store(file.get(), key.get(), stored.get());
+  savePropertyList(overridesFile(), file.get(), PropertyListForm::binary);
+  refresh();
+}
+
+bool BulletinBoard::scheduleActiveAt(date::sys_seconds moment) { return askOverrides(moment) != 0; }
+
+std::uint64_t BulletinBoard::askOverrides(date::sys_seconds moment) {
+  const AutoreleasePool pool;
+  const Owned<Date> date = own(makeDate(Clock::sinceReferenceDate(moment)));
+  std::uint64_t active = 0;
+  for (const Owned<Object>& override : overrides_) {
+    if (message<BOOL>(override.get(), "isActiveForDate:", static_cast<id>(date.get()))) {
+      active |= bitOf(static_cast<BehaviorOverride*>(override.get())->overrideType);
+    }
+  }
+  return active;
+}
+
+std::vector<std::chrono::minutes> BulletinBoard::scheduleBoundaries() const {
+  std::vector<std::chrono::minutes> boundaries;
+  for (const Owned<Object>& override : overrides_) {
+    const Array* const intervals = intervalsOf(static_cast<BehaviorOverride*>(override.get()));
+    if (intervals == nullptr) continue;
+    for (const id item : intervals->items) {
+      const auto* const interval = as<EffectiveInterval>(item, intervalClass);
+      if (interval == nullptr) continue;
+      boundaries.push_back(interval->period.from);
+      boundaries.push_back(interval->period.to);
+    }
+  }
+  return boundaries;
+}
+
+void BulletinBoard::reportOverrideTypes(std::uint64_t types, std::optional<std::uint64_t> source) {
+  const AutoreleasePool pool;
+  if (source) {
+    message<void>(gateway(), "activeBehaviorOverrideTypesChanged:source:", NSUInteger{types},
+                  NSUInteger{*source});
+  } else {
+    message<void>(gateway(), "activeBehaviorOverrideTypesChanged:", NSUInteger{types});
+  }
+}
+
+void BulletinBoard::refresh() {
+  const std::uint64_t found =
+      askOverrides(Device::current().clock.now()) | (manual_ ? bitOf(manualOverride) : 0);
+  if (found == lastFound_) return;
+  lastFound_ = found;
+  constexpr std::uint64_t sourceHost = 0;
+  reportOverrideTypes(found, sourceHost);
+}
+
+}  // namespace simulator

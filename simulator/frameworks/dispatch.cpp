@@ -1,0 +1,104 @@
+#include "simulator/frameworks/dispatch.hpp"
+
+#include "simulator/faults.hpp"
+#include "simulator/runtime/classes.hpp"
+#include "simulator/runtime/object.hpp"
+
+namespace simulator {
+
+DispatchQueue::DispatchQueue() : thread_([this] { run(); }) {}
+
+DispatchQueue::~DispatchQueue() {
+  {
+    const std::lock_guard lock(mutex_);
+    ending_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+void DispatchQueue::async(std::function<void()> work) {
+  {
+    const std::lock_guard lock(mutex_);
+    waiting_.push_back(std::move(work));
+  }
+  changed_.notify_all();
+}
+
+void DispatchQueue::drain() {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return waiting_.empty() && !running_; });
+}
+
+void DispatchQueue::run() {
+  std::unique_lock lock(mutex_);
+  while (true) {
+    changed_.wait(lock, [this] { return ending_ || !waiting_.empty(); });
+    if (waiting_.empty()) return;
+    std::function<void()> work = std::move(waiting_.front());
+    waiting_.pop_front();
+    running_ = true;
+    lock.unlock();
+    {
+      const AutoreleasePool pool;
+      work();
+      work = nullptr;
+    }
+    lock.lock();
+    running_ = false;
+    changed_.notify_all();
+  }
+}
+
+namespace {
+
+struct Semaphore : Object {
+  std::mutex mutex;
+  std::condition_variable raised;
+  std::intptr_t count = 0;
+};
+
+Semaphore* asSemaphore(dispatch_semaphore_t semaphore) {
+  if (semaphore == nullptr) fatal("a null semaphore was used");
+  return static_cast<Semaphore*>(header(semaphore));
+}
+
+}  // namespace
+
+void defineDispatch() { defineClass<Semaphore>("OS_dispatch_semaphore", "NSObject"); }
+
+}  // namespace simulator
+
+using simulator::Semaphore;
+
+dispatch_semaphore_t dispatch_semaphore_create(std::intptr_t value) noexcept {
+  if (value < 0 || simulator::failsNow(simulator::Fault::dispatch_semaphore_create)) return nullptr;
+  auto* const semaphore =
+      simulator::make<Semaphore>(simulator::classNamed("OS_dispatch_semaphore"));
+  semaphore->count = value;
+  return reinterpret_cast<dispatch_semaphore_t>(static_cast<id>(semaphore));
+}
+
+// Only the wait without a limit exists here, since nothing asks for another.
+std::intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore,
+                                      dispatch_time_t timeout) noexcept {
+  if (timeout != DISPATCH_TIME_FOREVER) simulator::fatal("a wait with a time limit");
+  Semaphore* const waited = simulator::asSemaphore(semaphore);
+  std::unique_lock lock(waited->mutex);
+  waited->raised.wait(lock, [waited] { return waited->count > 0; });
+  --waited->count;
+  return 0;
+}
+
+// Notifies under the lock, so that the waiter wakes only after the last use of the semaphore here
+// but for the unlocking itself; against that one the signaller holds a reference of its own.
+std::intptr_t dispatch_semaphore_signal(dispatch_semaphore_t semaphore) noexcept {
+  Semaphore* const raised = simulator::asSemaphore(semaphore);
+  const auto held = simulator::share(raised);
+  const std::lock_guard lock(raised->mutex);
+  ++raised->count;
+  raised->raised.notify_one();
+  return 0;
+}
+
+void* _NSConcreteStackBlock[32];

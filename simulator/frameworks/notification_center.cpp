@@ -1,0 +1,68 @@
+#include "simulator/frameworks/notification_center.hpp"
+
+#include <optional>
+
+#include "simulator/device.hpp"
+#include "simulator/foundation/objects.hpp"
+#include "simulator/runtime/classes.hpp"
+
+namespace simulator {
+
+void NotificationCenter::add(Observer observer) {
+  const std::lock_guard lock(mutex_);
+  observers_.push_back(std::move(observer));
+}
+
+void NotificationCenter::removeAll() {
+  const std::lock_guard lock(mutex_);
+  observers_.clear();
+  pending_.clear();
+}
+
+void NotificationCenter::post(const std::string& name) {
+  const std::lock_guard lock(mutex_);
+  for (const Observer& observer : observers_) {
+    if (observer.name == name) pending_.push_back(observer);
+  }
+}
+
+void NotificationCenter::runMainLoop() {
+  while (const std::optional<Observer> next = takeNext()) {
+    const AutoreleasePool pool;
+    const Owned<String> name = own(makeString(next->name));
+    next->callback(CFNotificationCenterGetDarwinNotifyCenter(), nullptr,
+                   reinterpret_cast<CFStringRef>(static_cast<id>(name.get())), nullptr, nullptr);
+  }
+}
+
+std::optional<NotificationCenter::Observer> NotificationCenter::takeNext() {
+  const std::lock_guard lock(mutex_);
+  if (pending_.empty()) return std::nullopt;
+  Observer next = std::move(pending_.front());
+  pending_.pop_front();
+  return next;
+}
+
+void defineNotificationCenter() { defineClass<Object>("CFNotificationCenter", "NSObject"); }
+
+}  // namespace simulator
+
+// The center is a constant of the platform: the same on every call, and never counted.
+CFNotificationCenterRef CFNotificationCenterGetDarwinNotifyCenter() noexcept {
+  static simulator::Object* const center = [] {
+    auto* const object = new simulator::Object;
+    object->isa = simulator::classNamed("CFNotificationCenter");
+    object->references = simulator::Object::immortal;
+    return object;
+  }();
+  return reinterpret_cast<CFNotificationCenterRef>(static_cast<id>(center));
+}
+
+// The Darwin center knows notifications by name alone: it ignores the observer, the object and the
+// suspension behaviour, and delivers at once.
+void CFNotificationCenterAddObserver(CFNotificationCenterRef, const void*,
+                                     CFNotificationCallback callback, CFStringRef name, const void*,
+                                     CFNotificationSuspensionBehavior behavior) noexcept {
+  if (name == nullptr || callback == nullptr) return;
+  simulator::Device::current().notifications.add({simulator::toUtf8(name), callback, behavior});
+}
