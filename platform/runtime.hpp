@@ -96,7 +96,8 @@ inline constinit NSString* knownString = nullptr;
 template <Text text>
 NSString* constantString() {
   NSString* const known = __atomic_load_n(&knownString<text>, __ATOMIC_ACQUIRE);
-  return known != nullptr ? known : keepFirst(knownString<text>, makeString(storedText<text>.characters));
+  return known != nullptr ? known
+                          : keepFirst(knownString<text>, makeString(storedText<text>.characters));
 }
 
 }  // namespace hushlane::platform
