@@ -1,0 +1,356 @@
+#include "home_screen/commands.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <initializer_list>
+#include <optional>
+
+#include "home_screen/exported_state.hpp"
+#include "home_screen/player.hpp"
+#include "simulator/foundation/objects.hpp"
+
+namespace home_screen {
+namespace {
+
+// ---- Reading arguments -------------------------------------------------------------------------
+
+std::string quote(const std::string& text) { return "\"" + printable(text) + "\""; }
+
+template <class T>
+T orRefuse(std::optional<T> value, const std::string& text, const char* kind) {
+  if (!value) throw BadArgument(fmt::format("{} is not {}", quote(text), kind));
+  return *value;
+}
+
+template <class T>
+T oneOf(const Word& word, std::initializer_list<std::pair<std::string_view, T>> choices) {
+  for (const auto& [name, value] : choices) {
+    if (word.text == name) return value;
+  }
+  throw BadArgument(fmt::format("{} is not one of the choices", quote(word.text)));
+}
+
+bool onOrOff(const Word& word) { return oneOf<bool>(word, {{"on", true}, {"off", false}}); }
+
+std::optional<std::string> optionalText(const Words& words, std::size_t index) {
+  if (index >= words.size()) return std::nullopt;
+  return words[index].text;
+}
+
+simulator::PreferenceValue preferenceValue(const Word& word) {
+  if (word.quoted) return word.text;
+  if (word.text == "true") return true;
+  if (word.text == "false") return false;
+  if (const auto integer = parseInteger(word.text)) return *integer;
+  if (const auto real = parseReal(word.text)) return *real;
+  throw BadArgument(
+      fmt::format("{} is no integer, real, true or false, and has no quotes", quote(word.text)));
+}
+
+// ---- Time and host -----------------------------------------------------------------------------
+
+Action prepareClock(const Words& words, KnownPeople&) {
+  const std::string text = words[0].text + " " + words[1].text;
+  const auto time = orRefuse(parseLocalTime(text), text, "a local time");
+  return [time](Player& player) {
+    player.device().setLocalTime(time);
+    return Lines();
+  };
+}
+
+Action prepareAdvance(const Words& words, KnownPeople&) {
+  const auto by = orRefuse(parseDuration(words[0].text), words[0].text, "a duration");
+  return [by](Player& player) {
+    player.device().advance(by);
+    return Lines();
+  };
+}
+
+Action prepareFoundationVersion(const Words& words, KnownPeople&) {
+  const double version = orRefuse(parseReal(words[0].text), words[0].text, "a number");
+  return [version](Player& player) {
+    player.device().setFoundationVersion(version);
+    return Lines();
+  };
+}
+
+Action preparePost(const Words& words, KnownPeople&) {
+  std::string name = words[0].text;
+  if (name.find('.') == std::string::npos)
+    name = std::string(simulator::settingsDomain) + "." + name;
+  return [name](Player& player) {
+    player.post(name);
+    return Lines();
+  };
+}
+
+// ---- Preferences -------------------------------------------------------------------------------
+
+Action prepareSet(const Words& words, KnownPeople&) {
+  return [key = words[0].text, value = preferenceValue(words[1])](Player& player) {
+    player.device().preferences.set(simulator::settingsDomain, key, value);
+    return Lines();
+  };
+}
+
+Action prepareUnset(const Words& words, KnownPeople&) {
+  return [key = words[0].text](Player& player) {
+    player.device().preferences.unset(simulator::settingsDomain, key);
+    return Lines();
+  };
+}
+
+Action prepareClear(const Words&, KnownPeople&) {
+  return [](Player& player) {
+    player.device().preferences.clear(simulator::settingsDomain);
+    return Lines();
+  };
+}
+
+// ---- Address book ------------------------------------------------------------------------------
+
+Action prepareContact(const Words& words, KnownPeople& people) {
+  std::vector<std::string> phones;
+  std::vector<std::string> emails;
+  for (std::size_t i = 1; i < words.size(); i += 2) {
+    auto* values =
+        oneOf<std::vector<std::string>*>(words[i], {{"phone", &phones}, {"email", &emails}});
+    if (i + 1 == words.size()) throw BadArgument(fmt::format("no {} behind it", words[i].text));
+    values->push_back(words[i + 1].text);
+  }
+  ++people[words[0].text];
+  return [name = words[0].text, phones, emails](Player& player) {
+    return Lines{std::to_string(player.addPerson(name, phones, emails))};
+  };
+}
+
+Action prepareGroup(const Words& words, KnownPeople& people) {
+  std::vector<std::string> members;
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    const std::string& name = words[i].text;
+    const auto known = people.find(name);
+    if (known == people.end()) {
+      throw BadArgument(fmt::format("no person is called {}", quote(name)));
+    }
+    if (known->second > 1) {
+      throw BadArgument(fmt::format("{} people are called {}", known->second, quote(name)));
+    }
+    members.push_back(name);
+  }
+  return [name = words[0].text, members](Player& player) {
+    return Lines{std::to_string(player.addGroup(name, members))};
+  };
+}
+
+Action prepareFavourite(const Words& words, KnownPeople&) {
+  return [value = words[0].text](Player& player) {
+    player.device().addressBook.addFavourite(value);
+    return Lines();
+  };
+}
+
+Action prepareAccess(const Words& words, KnownPeople&) {
+  const bool granted = oneOf<bool>(words[0], {{"granted", true}, {"denied", false}});
+  return [granted](Player& player) {
+    player.device().addressBook.accessGranted = granted;
+    return Lines();
+  };
+}
+
+Action prepareAddressBook(const Words& words, KnownPeople&) {
+  const bool present = oneOf<bool>(words[0], {{"present", true}, {"missing", false}});
+  return [present](Player& player) {
+    player.device().addressBook.present = present;
+    return Lines();
+  };
+}
+
+// ---- Bulletin server ---------------------------------------------------------------------------
+
+Action prepareDnd(const Words& words, KnownPeople&) {
+  return [on = onOrOff(words[0])](Player& player) {
+    player.device().bulletinBoard.setManualDoNotDisturb(on);
+    return Lines();
+  };
+}
+
+Action prepareGateway(const Words& words, KnownPeople&) {
+  const auto types = orRefuse(parseBits(words[0].text), words[0].text, "an unsigned integer");
+  std::optional<std::uint64_t> source;
+  if (words.size() > 1) {
+    source = orRefuse(parseBits(words[1].text), words[1].text, "an unsigned integer");
+  }
+  return [types, source](Player& player) {
+    player.device().bulletinBoard.reportOverrideTypes(types, source);
+    return Lines();
+  };
+}
+
+Action preparePlatformAnswer(const Words& words, KnownPeople&) {
+  using simulator::PlatformAnswer;
+  const auto answer = oneOf<PlatformAnswer>(words[0], {{"auto", PlatformAnswer::automatic},
+                                                       {"yes", PlatformAnswer::yes},
+                                                       {"no", PlatformAnswer::no}});
+  return [answer](Player& player) {
+    player.device().bulletinBoard.platformAnswer = answer;
+    return Lines();
+  };
+}
+
+Action arrival(int type, std::optional<std::string> sender) {
+  return [type, sender](Player& player) {
+    const bool presented = player.device().bulletinBoard.arrives(type, sender);
+    return Lines{presented ? "presented" : "held back"};
+  };
+}
+
+Action prepareMessage(const Words& words, KnownPeople&) {
+  return arrival(1, optionalText(words, 0));
+}
+
+Action prepareNotification(const Words& words, KnownPeople&) {
+  const auto type = parseInteger(words[0].text);
+  if (!type || *type < INT32_MIN || *type > INT32_MAX) {
+    throw BadArgument(fmt::format("{} is not a 32-bit integer", quote(words[0].text)));
+  }
+  return arrival(static_cast<int>(*type), optionalText(words, 1));
+}
+
+// ---- The library's exported names --------------------------------------------------------------
+
+Action prepareMatcher(const Words& words, KnownPeople&) {
+  return [text = optionalText(words, 0)](Player& player) {
+    const auto matches =
+        player.library().function<bool(id)>("phoneNumberBelongsToPrivilegedPerson");
+    const auto sender = simulator::own(text ? simulator::makeString(*text) : nullptr);
+    return Lines{matches(sender.get()) ? "true" : "false"};
+  };
+}
+
+Action prepareGroups(const Words&, KnownPeople&) {
+  return [](Player& player) {
+    const id groups = player.library().function<id()>("loadABGroups")();
+    Lines lines;
+    for (const id item : simulator::as<simulator::Array>(groups, "NSArray")->items) {
+      const auto* group = simulator::as<simulator::Dictionary>(item, "NSDictionary");
+      const auto* number =
+          simulator::as<simulator::Number>(simulator::find(group, "id"), "NSNumber");
+      lines.push_back(
+          fmt::format("{} {}", number->integer, simulator::toUtf8(simulator::find(group, "name"))));
+    }
+    return lines;
+  };
+}
+
+Action prepareDebug(const Words& words, KnownPeople&) {
+  return [on = onOrOff(words[0])](Player& player) {
+    player.setDebugLogging(on);
+    return Lines();
+  };
+}
+
+Action prepareState(const Words&, KnownPeople&) {
+  return [](Player& player) { return describeState(player.library(), player.device().clock); };
+}
+
+// ---- Expectations ------------------------------------------------------------------------------
+
+std::string nameOf(const Outcome& outcome) {
+  return fmt::format("\"{}\" (line {})", printable(outcome.command), outcome.line);
+}
+
+Action prepareExpect(const Words& words, KnownPeople&) {
+  return [text = words[0].text](Player& player) {
+    const Outcome& judged = player.previous();
+    if (judged.output.empty()) {
+      throw Unexpected(
+          fmt::format("expected {}, but {} gave no output", quote(text), nameOf(judged)));
+    }
+    if (judged.output.back() != text) {
+      throw Unexpected(fmt::format("expected {}, but {} gave {}", quote(text), nameOf(judged),
+                                   quote(judged.output.back())));
+    }
+    return Lines();
+  };
+}
+
+Action prepareExpectLog(const Words& words, KnownPeople&) {
+  return [text = words[0].text](Player& player) {
+    const Outcome& judged = player.previous();
+    if (std::find(judged.log.begin(), judged.log.end(), text) == judged.log.end()) {
+      Lines written;
+      for (const std::string& line : judged.log) written.push_back(quote(line));
+      throw Unexpected(
+          fmt::format("expected {} in the log, but {} logged {}", quote(text), nameOf(judged),
+                      written.empty() ? "nothing" : fmt::format("{}", fmt::join(written, ", "))));
+    }
+    return Lines();
+  };
+}
+
+// ---- The table ---------------------------------------------------------------------------------
+
+constexpr auto beforeStart = Command::Kind::beforeStart;
+constexpr auto ordinary = Command::Kind::ordinary;
+constexpr auto expectation = Command::Kind::expectation;
+constexpr auto unlimited = Command::unlimited;
+
+constexpr Command commands[] = {
+    {"foundation-version", "foundation-version V",
+     "the host's NSFoundationVersionNumber; before every other command", beforeStart, 1, 1,
+     &prepareFoundationVersion},
+    {"clock", "clock YYYY-MM-DD HH:MM", "sets the phone's local time", ordinary, 2, 2,
+     &prepareClock},
+    {"advance", "advance DURATION, such as 2h30m", "moves the phone's time on", ordinary, 1, 1,
+     &prepareAdvance},
+    {"set", "set KEY VALUE", "writes a preference: integer, real, true, false, \"string\"",
+     ordinary, 2, 2, &prepareSet},
+    {"unset", "unset KEY", "removes a preference", ordinary, 1, 1, &prepareUnset},
+    {"clear", "clear", "removes all preferences", ordinary, 0, 0, &prepareClear},
+    {"post", "post NAME", "posts a Darwin notification, such as reloadsettings", ordinary, 1, 1,
+     &preparePost},
+    {"contact", "contact NAME [phone P]... [email E]...", "adds a person; gives the record ID",
+     ordinary, 1, unlimited, &prepareContact},
+    {"group", "group NAME [MEMBER]...", "adds a group of persons; gives the record ID", ordinary, 1,
+     unlimited, &prepareGroup},
+    {"favourite", "favourite ID", "puts a number or address on the favourites list", ordinary, 1, 1,
+     &prepareFavourite},
+    {"access", "access granted|denied", "whether the user grants access to the address book",
+     ordinary, 1, 1, &prepareAccess},
+    {"address-book", "address-book present|missing", "whether the address book can be opened",
+     ordinary, 1, 1, &prepareAddressBook},
+    {"dnd", "dnd on|off", "Do Not Disturb by hand", ordinary, 1, 1, &prepareDnd},
+    {"gateway", "gateway TYPES [SOURCE]", "reports active override types to the settings gateway",
+     ordinary, 1, 2, &prepareGateway},
+    {"platform-answer", "platform-answer auto|yes|no", "what the bulletin server itself decides",
+     ordinary, 1, 1, &preparePlatformAnswer},
+    {"message", "message [SENDER]", "a message arrives: presented or held back", ordinary, 0, 1,
+     &prepareMessage},
+    {"notification", "notification TYPE [SENDER]", "a notification of any type arrives", ordinary,
+     1, 2, &prepareNotification},
+    {"matcher", "matcher [ID]", "does a group member's number end as this one does?", ordinary, 0,
+     1, &prepareMatcher},
+    {"groups", "groups", "the library's list of address-book groups", ordinary, 0, 0,
+     &prepareGroups},
+    {"debug", "debug on|off", "sets enableDebugLogging until the next settings load", ordinary, 1,
+     1, &prepareDebug},
+    {"state", "state", "the library's exported values", ordinary, 0, 0, &prepareState},
+    {"expect", "expect TEXT", "the last output line of the command before must be TEXT",
+     expectation, 1, 1, &prepareExpect},
+    {"expect-log", "expect-log TEXT", "a log text of the command before must be TEXT", expectation,
+     1, 1, &prepareExpectLog},
+};
+
+}  // namespace
+
+std::span<const Command> commandTable() { return commands; }
+
+const Command* findCommand(std::string_view name) {
+  const auto* found = std::find_if(std::begin(commands), std::end(commands),
+                                   [name](const Command& command) { return command.name == name; });
+  return found == std::end(commands) ? nullptr : found;
+}
+
+}  // namespace home_screen

@@ -1,0 +1,39 @@
+// How the home screen reads and writes values: numbers, times, durations, text for a terminal.
+//
+// Plain functions, any thread. What can't be read gives nothing; a value is read whole or not at
+// all.
+#pragma once
+
+#include <date/date.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace home_screen {
+
+using Lines = std::vector<std::string>;
+
+std::optional<std::int64_t> parseInteger(std::string_view text);
+std::optional<std::uint64_t> parseBits(std::string_view text);  // decimal, or hexadecimal after 0x
+std::optional<double> parseReal(std::string_view text);         // finite
+
+// "2026-11-21 23:00" or "2026-11-21 23:00:30".
+std::optional<date::local_seconds> parseLocalTime(const std::string& text);
+std::string formatLocalTime(date::local_seconds time);  // always with the seconds
+
+// "2h30m": days, hours, minutes and seconds in that order, each at most once.
+std::optional<std::chrono::seconds> parseDuration(const std::string& text);
+
+// Control characters become the escapes of the scenario language (\t, \r, \n) or \x1b and the
+// like, so that no text from a file can steer the terminal.
+std::string printable(std::string_view text);
+
+// The columns that a text takes on a terminal, at one column for each character.
+std::size_t columns(std::string_view utf8);
+std::string padded(std::string_view utf8, std::size_t width);
+
+}  // namespace home_screen
