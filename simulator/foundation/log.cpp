@@ -1,0 +1,14 @@
+#include <cstdarg>
+
+#include "simulator/device.hpp"
+#include "simulator/foundation/objects.hpp"
+
+double NSFoundationVersionNumber = 1047.25;  // that of iOS 7.1
+
+void NSLog(NSString* format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  std::string text = simulator::formatted(simulator::toUtf8(format), arguments);
+  va_end(arguments);
+  simulator::Device::current().log.write(std::move(text));
+}

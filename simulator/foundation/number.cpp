@@ -1,0 +1,110 @@
+#include <cmath>
+#include <functional>
+#include <limits>
+
+#include "simulator/foundation/objects.hpp"
+#include "simulator/runtime/classes.hpp"
+
+namespace simulator {
+namespace {
+
+Class numberClass() {
+  static const Class type = classNamed("NSNumber");
+  return type;
+}
+
+Number* makeIntegerOf(Number::Kind kind, std::int64_t value) {
+  auto* number = make<Number>(numberClass());
+  number->kind = kind;
+  number->integer = value;
+  return number;
+}
+
+// Cut toward zero and held to the limits of the type; not a number gives 0.
+template <class Integer>
+Integer held(double value) {
+  using Limits = std::numeric_limits<Integer>;
+  if (std::isnan(value)) return 0;
+  if (value <= static_cast<double>(Limits::min())) return Limits::min();
+  if (value >= static_cast<double>(Limits::max())) return Limits::max();
+  return static_cast<Integer>(value);
+}
+
+double doubleValue(Number* self, SEL) {
+  return self->kind == Number::Kind::real ? self->real : static_cast<double>(self->integer);
+}
+
+std::int64_t longLongValue(Number* self, SEL) {
+  return self->kind == Number::Kind::real ? held<std::int64_t>(self->real) : self->integer;
+}
+
+// An integer that does not fit keeps its low 32 bits; a real is held to the limits.
+int intValue(Number* self, SEL) {
+  return self->kind == Number::Kind::real ? held<int>(self->real) : static_cast<int>(self->integer);
+}
+
+BOOL boolValue(Number* self, SEL) {
+  return self->kind == Number::Kind::real ? self->real != 0 : self->integer != 0;
+}
+
+// By value, whatever the kinds: a real equals an integer when it is exactly that integer.
+bool equalNumbers(const Number* left, const Number* right) {
+  const bool leftReal = left->kind == Number::Kind::real;
+  const bool rightReal = right->kind == Number::Kind::real;
+  if (leftReal && rightReal) return left->real == right->real;
+  if (!leftReal && !rightReal) return left->integer == right->integer;
+  const double real = leftReal ? left->real : right->real;
+  const std::int64_t integer = leftReal ? right->integer : left->integer;
+  constexpr double limit = 9223372036854775808.0;  // 2 to the 63rd
+  return real == std::trunc(real) && real >= -limit && real < limit &&
+         static_cast<std::int64_t>(real) == integer;
+}
+
+BOOL isEqual(Number* self, SEL, id other) {
+  if (!isKindOf(other, numberClass())) return false;
+  return equalNumbers(self, static_cast<Number*>(header(other)));
+}
+
+}  // namespace
+
+Number* makeBoolean(bool value) { return makeIntegerOf(Number::Kind::boolean, value ? 1 : 0); }
+
+Number* makeInteger(std::int64_t value) { return makeIntegerOf(Number::Kind::integer, value); }
+
+Number* makeReal(double value) {
+  auto* number = make<Number>(numberClass());
+  number->kind = Number::Kind::real;
+  number->real = value;
+  return number;
+}
+
+void defineNumber() {
+  defineClass<Number>("NSNumber", "NSObject")
+      .classMethod(
+          "numberWithBool:",
+          +[](Class, SEL, BOOL value) { return objc_autorelease(makeBoolean(value)); })
+      .classMethod(
+          "numberWithInt:",
+          +[](Class, SEL, int value) { return objc_autorelease(makeInteger(value)); })
+      .classMethod(
+          "numberWithLongLong:",
+          +[](Class, SEL, long long value) { return objc_autorelease(makeInteger(value)); })
+      .classMethod(
+          "numberWithDouble:",
+          +[](Class, SEL, double value) { return objc_autorelease(makeReal(value)); })
+      .method("boolValue", &boolValue)
+      .method("intValue", &intValue)
+      .method("longLongValue", &longLongValue)
+      .method("doubleValue", &doubleValue)
+      .method("isEqual:", &isEqual)
+      .method(
+          "hash",
+          +[](Number* self, SEL selector) -> NSUInteger {
+            return std::hash<double>()(doubleValue(self, selector));
+          })
+      .method(
+          "description",
+          +[](id self, SEL) { return objc_autorelease(makeString(describe(self))); });
+}
+
+}  // namespace simulator

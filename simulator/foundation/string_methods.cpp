@@ -1,0 +1,232 @@
+// NSString: the messages.
+#include <algorithm>
+#include <cstdarg>
+#include <cstring>
+#include <limits>
+
+#include "simulator/foundation/character_set.hpp"
+#include "simulator/foundation/string_class.hpp"
+#include "simulator/foundation/unicode.hpp"
+#include "simulator/runtime/classes.hpp"
+
+namespace simulator {
+namespace {
+
+const String* argument(id object, const char* method) {
+  const String* string = asString(object);
+  if (string == nullptr) {
+    throw PlatformException("NSInvalidArgumentException",
+                            std::string("-[NSString ") + method + "]: nil argument");
+  }
+  return string;
+}
+
+[[noreturn]] void raiseBounds(const char* method) {
+  throw PlatformException("NSRangeException",
+                          std::string("-[NSString ") + method + "]: Range or index out of bounds");
+}
+
+// ---- Making strings ----------------------------------------------------------------------------
+
+// Every new string comes from an `init`, so all that `alloc` gives is one constant, which is the
+// empty string as well.
+id allocString(Class, SEL) {
+  static String* const placeholder = makeImmortalString("");
+  return placeholder;
+}
+
+id stringFromUtf8(const char* utf8, const char* method) {
+  if (utf8 == nullptr) {
+    throw PlatformException("NSInvalidArgumentException", std::string(method) + ": NULL cString");
+  }
+  if (!toUtf16(utf8).wellFormed) return nullptr;
+  return makeString(std::string_view(utf8));
+}
+
+id stringFromFormat(id format, va_list arguments, const char* method) {
+  if (asString(format) == nullptr) {
+    throw PlatformException("NSInvalidArgumentException", std::string(method) + ": nil argument");
+  }
+  return makeString(formatted(toUtf8(format), arguments));
+}
+
+// Ends a variadic method's argument list on every way out.
+struct ArgumentList {
+  va_list list;
+  ~ArgumentList() { va_end(list); }
+};
+
+id initWithFormat(id, SEL, id format, ...) {
+  ArgumentList arguments;
+  va_start(arguments.list, format);
+  return stringFromFormat(format, arguments.list, "-[NSString initWithFormat:]");
+}
+
+id stringWithFormat(Class, SEL, id format, ...) {
+  ArgumentList arguments;
+  va_start(arguments.list, format);
+  return objc_autorelease(
+      stringFromFormat(format, arguments.list, "+[NSString stringWithFormat:]"));
+}
+
+// The part from `from` to `to`, with one owner.
+String* part(const String* string, std::size_t from, std::size_t to) {
+  if (string->wide) return makeString(string->wideUnits() + from, to - from);
+  return makeNarrowString(string->narrowUnits() + from, to - from);
+}
+
+id substringFromIndex(String* self, SEL, NSUInteger index) {
+  if (index > self->length) raiseBounds("substringFromIndex:");
+  return objc_autorelease(part(self, index, self->length));
+}
+
+id componentsSeparatedBySet(String* self, SEL, CharacterSet* separators) {
+  auto pieces = own(makeArray());
+  const auto appendPiece = [&](std::size_t from, std::size_t to) {
+    append(pieces.get(), own(part(self, from, to)).get());
+  };
+  std::size_t from = 0;
+  for (std::size_t i = 0; i < self->length; ++i) {
+    if (separators == nullptr || !separators->contains(self->at(i))) continue;
+    appendPiece(from, i);
+    from = i + 1;
+  }
+  appendPiece(from, self->length);
+  return objc_autorelease(pieces.release());
+}
+
+// A copy that lives as long as an autoreleased object does.
+const char* utf8String(String* self, SEL) {
+  const std::string text = toUtf8(self);
+  auto* copy = makeData({text.begin(), text.end()});
+  copy->bytes.push_back(0);
+  objc_autorelease(copy);
+  return reinterpret_cast<const char*>(copy->bytes.data());
+}
+
+// ---- Comparing and searching -------------------------------------------------------------------
+
+bool matchesAt(const String* string, std::size_t position, const String* wanted) {
+  if (wanted->length > string->length || position > string->length - wanted->length) return false;
+  if (string->wide == wanted->wide) {
+    const std::size_t unit = string->wide ? sizeof(char16_t) : 1;
+    const std::uint8_t* from = string->narrowUnits() + position * unit;
+    return std::memcmp(from, wanted->narrowUnits(), wanted->length * unit) == 0;
+  }
+  for (std::size_t i = 0; i < wanted->length; ++i) {
+    if (string->at(position + i) != wanted->at(i)) return false;
+  }
+  return true;
+}
+
+BOOL hasPrefix(String* self, SEL, id prefix) {
+  const String* wanted = argument(prefix, "hasPrefix:");
+  return wanted->length > 0 && matchesAt(self, 0, wanted);
+}
+
+BOOL hasSuffix(String* self, SEL, id suffix) {
+  const String* wanted = argument(suffix, "hasSuffix:");
+  if (wanted->length == 0 || wanted->length > self->length) return false;
+  return matchesAt(self, self->length - wanted->length, wanted);
+}
+
+NSRange rangeOfString(String* self, SEL, id other) {
+  const String* wanted = argument(other, "rangeOfString:");
+  for (std::size_t i = 0; wanted->length > 0 && i + wanted->length <= self->length; ++i) {
+    if (matchesAt(self, i, wanted)) return {i, wanted->length};
+  }
+  return {NSNotFound, 0};
+}
+
+BOOL isEqual(String* self, SEL, id other) {
+  return equalStrings(self, asString(other)) && other != nullptr;
+}
+
+NSUInteger hash(String* self, SEL) {
+  const std::size_t bytes = self->wide ? self->length * sizeof(char16_t) : self->length;
+  return std::hash<std::string_view>()({reinterpret_cast<const char*>(self->narrowUnits()), bytes});
+}
+
+// ---- Readings ----------------------------------------------------------------------------------
+
+bool isWhiteSpace(char16_t unit) { return unit == ' ' || (unit >= '\t' && unit <= '\r'); }
+bool isDigit(char16_t unit) { return unit >= '0' && unit <= '9'; }
+
+// What both readings begin with: the position after white space and one sign.
+struct Start {
+  std::size_t position = 0;
+  bool negative = false;
+};
+
+Start skipSpaceAndSign(const String* string) {
+  Start start;
+  while (start.position < string->length && isWhiteSpace(string->at(start.position))) {
+    ++start.position;
+  }
+  if (start.position < string->length) {
+    const char16_t sign = string->at(start.position);
+    start.negative = sign == '-';
+    if (sign == '-' || sign == '+') ++start.position;
+  }
+  return start;
+}
+
+int intValue(String* self, SEL) {
+  using Limits = std::numeric_limits<int>;
+  const auto [begin, negative] = skipSpaceAndSign(self);
+  std::int64_t value = 0;
+  for (std::size_t i = begin; i < self->length && isDigit(self->at(i)); ++i) {
+    value = std::min<std::int64_t>(value * 10 + (self->at(i) - '0'), std::int64_t{1} << 31);
+  }
+  return static_cast<int>(negative ? -value : std::min<std::int64_t>(value, Limits::max()));
+}
+
+BOOL boolValue(String* self, SEL) {
+  std::size_t i = skipSpaceAndSign(self).position;
+  while (i < self->length && self->at(i) == '0') ++i;
+  if (i == self->length) return false;
+  const char16_t first = self->at(i);
+  return isDigit(first) || first == 'Y' || first == 'y' || first == 'T' || first == 't';
+}
+
+}  // namespace
+
+void defineStrings() {
+  defineClass<String>("NSString", "NSObject")
+      .classMethod("alloc", &allocString)
+      .classMethod(
+          "stringWithUTF8String:",
+          +[](Class, SEL, const char* utf8) {
+            return objc_autorelease(stringFromUtf8(utf8, "+[NSString stringWithUTF8String:]"));
+          })
+      .classMethod("stringWithFormat:", &stringWithFormat)
+      .method(
+          "initWithUTF8String:",
+          +[](id, SEL, const char* utf8) {
+            return stringFromUtf8(utf8, "-[NSString initWithUTF8String:]");
+          })
+      .method("initWithFormat:", &initWithFormat)
+      .method(
+          "length", +[](String* self, SEL) -> NSUInteger { return self->length; })
+      .method(
+          "characterAtIndex:",
+          +[](String* self, SEL, NSUInteger index) {
+            if (index >= self->length) raiseBounds("characterAtIndex:");
+            return self->at(index);
+          })
+      .method("isEqual:", &isEqual)
+      .method("isEqualToString:", &isEqual)
+      .method("hash", &hash)
+      .method("hasPrefix:", &hasPrefix)
+      .method("hasSuffix:", &hasSuffix)
+      .method("rangeOfString:", &rangeOfString)
+      .method("substringFromIndex:", &substringFromIndex)
+      .method("componentsSeparatedByCharactersInSet:", &componentsSeparatedBySet)
+      .method("intValue", &intValue)
+      .method("boolValue", &boolValue)
+      .method("UTF8String", &utf8String)
+      .method(
+          "description", +[](id self, SEL) { return objc_autorelease(objc_retain(self)); });
+}
+
+}  // namespace simulator

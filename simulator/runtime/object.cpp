@@ -1,0 +1,202 @@
+#include "simulator/runtime/object.hpp"
+
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <unordered_set>
+#include <vector>
+
+#include "simulator/faults.hpp"
+#include "simulator/runtime/class_table.hpp"
+#include "simulator/runtime/classes.hpp"
+
+namespace simulator {
+namespace {
+
+// The objects that live and those that were freed, known one by one while zombies are kept.
+class Census {
+ public:
+  static Census& shared() {
+    static auto* census = new Census;
+    return *census;
+  }
+
+  bool keeping() const { return keeping_.load(std::memory_order_relaxed); }
+
+  void keep(bool keep) {
+    const std::lock_guard lock(mutex_);
+    keeping_ = keep;
+    if (!keep) live_.clear();
+  }
+  void add(const Object* object) {
+    const std::lock_guard lock(mutex_);
+    live_.insert(object);
+  }
+  bool contains(const void* word) {
+    const std::lock_guard lock(mutex_);
+    return live_.contains(word);
+  }
+  void bury(Object* object) {
+    const std::lock_guard lock(mutex_);
+    live_.erase(object);
+    zombies_.push_back(object);
+  }
+  void forgetZombies() {
+    const std::lock_guard lock(mutex_);
+    for (Object* zombie : zombies_) ::operator delete(zombie);
+    zombies_.clear();
+  }
+
+ private:
+  std::atomic<bool> keeping_{false};
+  std::mutex mutex_;
+  std::unordered_set<const void*> live_;
+  std::vector<Object*> zombies_;
+};
+
+// Leaves a header by which any later use of the memory is recognised.
+void turnIntoZombie(Object* object, ClassRecord& type) {
+  auto* zombie = ::new (static_cast<void*>(object)) Object;
+  zombie->isa = handle(*type.zombie);
+  zombie->references = 0;
+  Census::shared().bury(zombie);
+}
+
+void destroy(Object* object) {
+  ClassRecord& type = record(object->isa);
+  type.destroy(object);
+  type.live.fetch_sub(1, std::memory_order_relaxed);
+  if (Census::shared().keeping()) {
+    turnIntoZombie(object, type);
+  } else {
+    ::operator delete(object);
+  }
+}
+
+[[noreturn]] void stopAtMisuse(const Object* object, const char* what) {
+  fatal(record(object->isa).name + ": " + what);
+}
+
+}  // namespace
+
+// ---- Classes -----------------------------------------------------------------------------------
+
+ClassDefinition::ClassDefinition(const char* name, const char* superclass, Destroy destroy,
+                                 IMP allocate) {
+  ensureClassesDefined();
+  ClassRecord* inherited = superclass == nullptr ? nullptr : &record(classNamed(superclass));
+  type_ = handle(ClassTable::shared().define(name, inherited, destroy));
+  // An inherited `alloc` would make an object of the wrong size.
+  add(header(type_)->isa, "alloc", allocate == nullptr ? ClassTable::missing() : allocate);
+}
+
+ClassDefinition& ClassDefinition::add(Class type, const char* selector, IMP implementation) {
+  ClassTable::shared().addMethod(record(type), sel_registerName(selector), implementation);
+  return *this;
+}
+
+Class classNamed(const char* name) {
+  ensureClassesDefined();
+  ClassRecord* type = ClassTable::shared().named(name);
+  if (type == nullptr) fatal(std::string(name) + ": no such class");
+  return handle(*type);
+}
+
+std::string_view className(Class type) { return record(type).name; }
+
+bool isKindOf(id object, Class type) {
+  if (object == nullptr) return false;
+  const ClassRecord* at = &record(header(object)->isa);
+  while (at != nullptr && at != &record(type)) at = at->superclass;
+  return at != nullptr;
+}
+
+// ---- Instances ---------------------------------------------------------------------------------
+
+void born(Object* object, Class type) {
+  object->isa = type;
+  record(type).live.fetch_add(1, std::memory_order_relaxed);
+  if (Census::shared().keeping()) Census::shared().add(object);
+}
+
+// ---- What tests and the device ask of the runtime ----------------------------------------------
+
+std::int64_t liveObjectCount() {
+  std::int64_t sum = 0;
+  for (const auto& [name, count] : liveObjectsByClass()) sum += count;
+  return sum;
+}
+
+std::map<std::string, std::int64_t> liveObjectsByClass() {
+  return ClassTable::shared().liveByClass();
+}
+
+void keepZombies(bool keep) { Census::shared().keep(keep); }
+void forgetZombies() { Census::shared().forgetZombies(); }
+bool isLiveObject(const void* word) { return Census::shared().contains(word); }
+
+void hideClass(const std::string& name) { ClassTable::shared().hide(name); }
+
+void removeMethod(const char* type, const char* selector) {
+  ClassTable::shared().remove(record(classNamed(type)), sel_registerName(selector));
+}
+
+void restoreRuntime() { ClassTable::shared().restore(); }
+
+void fatal(const std::string& what) {
+  std::fprintf(stderr, "fatal: %s\n", what.c_str());
+  std::abort();
+}
+
+}  // namespace simulator
+
+// ---- The platform's C functions ----------------------------------------------------------------
+
+using simulator::ClassTable;
+using simulator::Object;
+
+Class objc_getClass(const char* name) noexcept {
+  simulator::ensureClassesDefined();
+  if (simulator::failsNow(simulator::Fault::objc_getClass) || name == nullptr) return nullptr;
+  simulator::ClassRecord* type = ClassTable::shared().visible(name);
+  return type == nullptr ? nullptr : simulator::handle(*type);
+}
+
+Class object_getClass(id object) noexcept {
+  return object == nullptr ? nullptr : simulator::header(object)->isa;
+}
+
+SEL sel_registerName(const char* name) noexcept { return ClassTable::shared().selector(name); }
+
+IMP class_getMethodImplementation(Class type, SEL selector) noexcept {
+  simulator::ClassRecord& record = simulator::record(type);
+  if (selector->index < simulator::ClassRecord::cachedSelectors) {
+    const IMP found = record.found[selector->index].load(std::memory_order_acquire);
+    if (found != nullptr) return found;
+  }
+  return ClassTable::shared().lookUp(record, selector);
+}
+
+BOOL class_respondsToSelector(Class type, SEL selector) noexcept {
+  return type != nullptr && class_getMethodImplementation(type, selector) != ClassTable::missing();
+}
+
+id objc_retain(id object) noexcept {
+  if (object == nullptr) return nullptr;
+  Object* retained = simulator::header(object);
+  if (retained->references.load(std::memory_order_relaxed) == Object::immortal) return object;
+  if (retained->references.fetch_add(1, std::memory_order_relaxed) < 1) {
+    simulator::stopAtMisuse(retained, "retained after it was freed");
+  }
+  return object;
+}
+
+void objc_release(id object) noexcept {
+  if (object == nullptr) return;
+  Object* released = simulator::header(object);
+  if (released->references.load(std::memory_order_relaxed) == Object::immortal) return;
+  const std::int32_t owners = released->references.fetch_sub(1, std::memory_order_acq_rel);
+  if (owners > 1) return;
+  if (owners < 1) simulator::stopAtMisuse(released, "released more often than it was owned");
+  simulator::destroy(released);
+}
