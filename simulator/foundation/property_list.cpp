@@ -1,0 +1,520 @@
+// The binary form is read here: its objects refer to each other by number, so hostile bytes can
+// ask for circles, for endless depth, or for a few shared objects that unfold to millions. The
+// XML form, once its depth is known, and the writing of both are libplist's.
+// The layout of the binary form is what the comment at the head of CFBinaryPList.c describes.
+#include "simulator/foundation/property_list.hpp"
+
+#include <plist/plist.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace simulator {
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+
+// A list may hold so many objects, shared ones counted at each place where they stand.
+constexpr std::uint64_t mostObjects = 1'000'000;
+constexpr std::size_t largestFile = 64u << 20;
+
+// The bytes are no property list that can be used, and why. Never leaves this file.
+struct Malformed : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+const std::string tooDeep =
+    "nested more than " + std::to_string(deepestPropertyList) + " levels deep";
+const std::string tooMany = "more than " + std::to_string(mostObjects) + " objects";
+
+Owned<Object> owned(Object* object) { return own(object); }
+
+// ---- Reading the binary form -------------------------------------------------------------------
+
+class BinaryReader {
+ public:
+  explicit BinaryReader(Bytes bytes) : bytes_(bytes) {}
+
+  Owned<Object> root() {
+    constexpr std::size_t headerSize = 8;
+    constexpr std::size_t trailerSize = 32;
+    if (bytes_.size() < headerSize + trailerSize) throw Malformed("truncated");
+    const std::size_t trailer = bytes_.size() - trailerSize;
+    offsetSize_ = bytes_[trailer + 6];
+    referenceSize_ = bytes_[trailer + 7];
+    const std::uint64_t count = number(trailer + 8, 8);
+    const std::uint64_t top = number(trailer + 16, 8);
+    table_ = number(trailer + 24, 8);
+    if (offsetSize_ < 1 || offsetSize_ > 8 || referenceSize_ < 1 || referenceSize_ > 8 ||
+        table_ > trailer || count > (trailer - table_) / offsetSize_) {
+      throw Malformed("its table of objects does not fit in the file");
+    }
+    if (count > mostObjects) throw Malformed(tooMany);
+    end_ = table_;
+    slots_.resize(count);
+    return slot(top, 1).object;
+  }
+
+ private:
+  enum class State : std::uint8_t { unread, reading, read };
+  struct Slot {
+    Owned<Object> object;
+    std::uint64_t unfolded = 1;  // objects in it, itself included, shared ones counted each time
+    int height = 1;              // levels from here down
+    State state = State::unread;
+  };
+
+  // Big-endian, the last 8 bytes of longer ones.
+  std::uint64_t number(std::uint64_t offset, std::uint64_t size) const {
+    std::uint64_t value = 0;
+    for (std::uint64_t i = 0; i < size; ++i) value = value << 8 | bytes_[offset + i];
+    return value;
+  }
+
+  // `count` items of `size` bytes at the cursor, which moves past them.
+  std::uint64_t take(std::uint64_t& cursor, std::uint64_t count, std::uint64_t size) const {
+    if (cursor > end_ || count > (end_ - cursor) / size) throw Malformed("truncated");
+    return std::exchange(cursor, cursor + count * size);
+  }
+
+  const Slot& slot(std::uint64_t index, int depth) {
+    if (index >= slots_.size()) throw Malformed("a reference to an object that is not there");
+    Slot& wanted = slots_[index];
+    if (wanted.state == State::reading) throw Malformed("an object that contains itself");
+    if (wanted.state == State::read) return wanted;
+    if (depth > deepestPropertyList) throw Malformed(tooDeep);
+    wanted.state = State::reading;
+    wanted.object = read(number(table_ + index * offsetSize_, offsetSize_), wanted, depth);
+    wanted.state = State::read;
+    return wanted;
+  }
+
+  Owned<Object> read(std::uint64_t cursor, Slot& self, int depth) {
+    const std::uint8_t marker = bytes_[take(cursor, 1, 1)];
+    const unsigned low = marker & 0x0f;
+    switch (marker >> 4) {
+      case 0x0:
+        if (low == 8 || low == 9) return owned(makeBoolean(low == 9));
+        break;
+      case 0x1:
+        return owned(makeInteger(integer(cursor, low)));
+      case 0x2:
+        return owned(makeReal(real(cursor, low)));
+      case 0x3:
+        return owned(makeDate(date(cursor, low)));
+      case 0x4: {
+        const Bytes raw = run(cursor, low, 1);
+        return owned(makeData({raw.begin(), raw.end()}));
+      }
+      case 0x5: {
+        const Bytes raw = run(cursor, low, 1);
+        return owned(makeString({reinterpret_cast<const char*>(raw.data()), raw.size()}));
+      }
+      case 0x6:
+        return owned(wideString(run(cursor, low, 2)));
+      case 0x8: {
+        if (low > 7) break;
+        const std::uint64_t size = low + 1;
+        return owned(makeUid(number(take(cursor, 1, size), size)));
+      }
+      case 0xa:
+        return array(cursor, low, self, depth);
+      case 0xd:
+        return dictionary(cursor, low, self, depth);
+      default:
+        break;
+    }
+    throw Malformed("an object of an unknown kind");
+  }
+
+  // One, two and four bytes hold unsigned values, eight a signed one, sixteen a longer one.
+  std::int64_t integer(std::uint64_t& cursor, unsigned sizePower) const {
+    if (sizePower > 4) throw Malformed("an integer of an unknown size");
+    const std::uint64_t size = 1u << sizePower;
+    return static_cast<std::int64_t>(number(take(cursor, 1, size), size));
+  }
+
+  double real(std::uint64_t& cursor, unsigned sizePower) const {
+    if (sizePower != 2 && sizePower != 3) throw Malformed("a real of an unknown size");
+    if (sizePower == 2) {
+      return std::bit_cast<float>(static_cast<std::uint32_t>(number(take(cursor, 1, 4), 4)));
+    }
+    return std::bit_cast<double>(number(take(cursor, 1, 8), 8));
+  }
+
+  double date(std::uint64_t& cursor, unsigned sizePower) const {
+    const double seconds = real(cursor, sizePower);
+    if (!std::isfinite(seconds)) throw Malformed("a date that is no moment");
+    return seconds;
+  }
+
+  std::uint64_t count(std::uint64_t& cursor, unsigned low) const {
+    if (low < 15) return low;
+    const std::uint8_t marker = bytes_[take(cursor, 1, 1)];
+    if (marker >> 4 != 0x1) throw Malformed("a length that is no integer");
+    return static_cast<std::uint64_t>(integer(cursor, marker & 0x0f));
+  }
+
+  Bytes run(std::uint64_t& cursor, unsigned low, std::uint64_t unitSize) const {
+    const std::uint64_t units = count(cursor, low);
+    return bytes_.subspan(take(cursor, units, unitSize), units * unitSize);
+  }
+
+  static String* wideString(Bytes raw) {
+    std::u16string units(raw.size() / 2, u'\0');
+    for (std::size_t i = 0; i < units.size(); ++i) {
+      units[i] = static_cast<char16_t>(raw[2 * i] << 8 | raw[2 * i + 1]);
+    }
+    return makeString(units.data(), units.size());
+  }
+
+  id child(std::uint64_t references, std::uint64_t i, Slot& parent, int depth) {
+    const std::uint64_t index = number(references + i * referenceSize_, referenceSize_);
+    const Slot& found = slot(index, depth + 1);
+    parent.height = std::max(parent.height, found.height + 1);
+    parent.unfolded += found.unfolded;
+    if (parent.height > deepestPropertyList) throw Malformed(tooDeep);
+    if (parent.unfolded > mostObjects) throw Malformed(tooMany);
+    return found.object.get();
+  }
+
+  Owned<Object> array(std::uint64_t cursor, unsigned low, Slot& self, int depth) {
+    const std::uint64_t items = count(cursor, low);
+    const std::uint64_t references = take(cursor, items, referenceSize_);
+    auto result = own(makeArray());
+    for (std::uint64_t i = 0; i < items; ++i) {
+      append(result.get(), child(references, i, self, depth));
+    }
+    return owned(result.release());
+  }
+
+  Owned<Object> dictionary(std::uint64_t cursor, unsigned low, Slot& self, int depth) {
+    const std::uint64_t entries = count(cursor, low);
+    const std::uint64_t keys = take(cursor, entries, referenceSize_);
+    const std::uint64_t values = take(cursor, entries, referenceSize_);
+    auto result = own(makeDictionary());
+    for (std::uint64_t i = 0; i < entries; ++i) {
+      const id key = child(keys, i, self, depth);
+      if (as<String>(key, "NSString") == nullptr) throw Malformed("a key that is no string");
+      store(result.get(), key, child(values, i, self, depth));
+    }
+    return owned(result.release());
+  }
+
+  Bytes bytes_;
+  std::uint64_t end_ = 0;  // of the objects
+  std::uint64_t table_ = 0;
+  std::uint64_t offsetSize_ = 0;
+  std::uint64_t referenceSize_ = 0;
+  std::vector<Slot> slots_;
+};
+
+// ---- Reading the XML form ----------------------------------------------------------------------
+
+struct FreeNode {
+  void operator()(plist_t node) const { plist_free(node); }
+};
+using Node = std::unique_ptr<void, FreeNode>;
+
+// The position after the next `mark`.
+std::size_t after(std::string_view text, std::string_view mark, std::size_t from) {
+  const std::size_t found = text.find(mark, from);
+  if (found == std::string_view::npos) throw Malformed("truncated");
+  return found + mark.size();
+}
+
+std::size_t afterDocumentType(std::string_view text, std::size_t from) {
+  const std::size_t end = text.find_first_of("[>", from);
+  if (end == std::string_view::npos) throw Malformed("truncated");
+  return text[end] == '[' ? after(text, "]>", end) : end + 1;
+}
+
+// Whether one tag, what stands between < and >, opens a level (1), closes one (-1) or neither.
+int levelsOpenedBy(std::string_view tag) {
+  const bool closes = tag.starts_with('/');
+  if (closes) tag.remove_prefix(1);
+  const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/"));
+  if (name != "dict" && name != "array") return 0;
+  if (closes) return -1;
+  return tag.ends_with('/') ? 0 : 1;
+}
+
+// libplist frees its trees by recursion, so that a deep one must never come to be.
+void refuseDeepXml(std::string_view text) {
+  int depth = 0;
+  std::size_t at = 0;
+  while ((at = text.find('<', at)) != std::string_view::npos) {
+    const std::string_view rest = text.substr(at);
+    if (rest.starts_with("<?")) {
+      at = after(text, "?>", at);
+    } else if (rest.starts_with("<!--")) {
+      at = after(text, "-->", at + 4);
+    } else if (rest.starts_with("<![CDATA[")) {
+      at = after(text, "]]>", at);
+    } else if (rest.starts_with("<!DOCTYPE")) {
+      at = afterDocumentType(text, at);
+    } else {
+      const std::size_t end = after(text, ">", at);
+      depth = std::max(0, depth + levelsOpenedBy(text.substr(at + 1, end - at - 2)));
+      if (depth > deepestPropertyList) throw Malformed(tooDeep);
+      at = end;
+    }
+  }
+}
+
+Owned<Object> fromNode(plist_t node);
+
+Owned<Object> fromArray(plist_t node) {
+  auto result = own(makeArray());
+  plist_array_iter place = nullptr;
+  plist_array_new_iter(node, &place);
+  const std::unique_ptr<void, decltype(&std::free)> owner(place, &std::free);
+  plist_t item = nullptr;
+  for (plist_array_next_item(node, place, &item); item != nullptr;
+       plist_array_next_item(node, place, &item)) {
+    append(result.get(), fromNode(item).get());
+  }
+  return owned(result.release());
+}
+
+// XML has no type for a UID; a dictionary with this one key stands for it.
+constexpr const char* uidKey = "CF$UID";
+
+Owned<Object> fromDictionary(plist_t node) {
+  const plist_t index =
+      plist_dict_get_size(node) == 1 ? plist_dict_get_item(node, uidKey) : nullptr;
+  if (index != nullptr && plist_get_node_type(index) == PLIST_UINT) {
+    std::uint64_t value = 0;
+    plist_get_uint_val(index, &value);
+    return owned(makeUid(value));
+  }
+  auto result = own(makeDictionary());
+  plist_dict_iter place = nullptr;
+  plist_dict_new_iter(node, &place);
+  const std::unique_ptr<void, decltype(&std::free)> owner(place, &std::free);
+  while (true) {
+    char* name = nullptr;
+    plist_t value = nullptr;
+    plist_dict_next_item(node, place, &name, &value);
+    const std::unique_ptr<char, decltype(&std::free)> nameOwner(name, &std::free);
+    if (name == nullptr || value == nullptr) return owned(result.release());
+    const auto key = own(makeString(name));
+    store(result.get(), key.get(), fromNode(value).get());
+  }
+}
+
+Owned<Object> fromDate(plist_t node) {
+  std::int32_t seconds = 0;
+  std::int32_t microseconds = 0;
+  plist_get_date_val(node, &seconds, &microseconds);
+  constexpr std::int32_t outOfRange = std::numeric_limits<std::int32_t>::min();
+  if (seconds == outOfRange) throw Malformed("a date that is not between 1933 and 2068");
+  return owned(makeDate(seconds + microseconds / 1e6));
+}
+
+Owned<Object> fromNode(plist_t node) {
+  switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN: {
+      std::uint8_t value = 0;
+      plist_get_bool_val(node, &value);
+      return owned(makeBoolean(value != 0));
+    }
+    case PLIST_UINT: {
+      std::uint64_t value = 0;  // a negative one comes as its two's complement
+      plist_get_uint_val(node, &value);
+      return owned(makeInteger(static_cast<std::int64_t>(value)));
+    }
+    case PLIST_REAL: {
+      double value = 0;
+      plist_get_real_val(node, &value);
+      return owned(makeReal(value));
+    }
+    case PLIST_STRING: {
+      std::uint64_t length = 0;
+      const char* text = plist_get_string_ptr(node, &length);
+      return owned(makeString({text, length}));
+    }
+    case PLIST_DATA: {
+      std::uint64_t length = 0;
+      const char* raw = plist_get_data_ptr(node, &length);
+      return owned(makeData({raw, raw + length}));
+    }
+    case PLIST_DATE:
+      return fromDate(node);
+    case PLIST_ARRAY:
+      return fromArray(node);
+    case PLIST_DICT:
+      return fromDictionary(node);
+    default:
+      throw Malformed("an object of an unknown kind");
+  }
+}
+
+Owned<Object> readXml(std::string_view text) {
+  refuseDeepXml(text);
+  plist_t tree = nullptr;
+  plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &tree);
+  const Node root(tree);
+  if (root == nullptr) throw Malformed("not well-formed XML of a property list");
+  return fromNode(root.get());
+}
+
+Owned<Object> readEither(Bytes bytes) {
+  if (bytes.size() > largestFile) throw Malformed("too large");
+  std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (text.starts_with("bplist0")) return BinaryReader(bytes).root();
+  constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+  if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
+  const std::size_t start = text.find_first_not_of(" \t\r\n");
+  if (start == std::string_view::npos || text[start] != '<') {
+    throw Malformed("neither a binary nor an XML property list");
+  }
+  return readXml(text);
+}
+
+// ---- Writing -----------------------------------------------------------------------------------
+
+[[noreturn]] void refuseToWrite(const std::string& reason) {
+  throw PlatformException("NSInvalidArgumentException", "property list: " + reason);
+}
+
+class NodeBuilder {
+ public:
+  Node build(id object, int depth = 1) {
+    if (depth > deepestPropertyList) refuseToWrite(tooDeep);
+    if (++built_ > mostObjects) refuseToWrite(tooMany);
+    if (const auto* string = as<String>(object, "NSString")) return Node(text(string));
+    if (const auto* number = as<Number>(object, "NSNumber")) return Node(fromNumber(*number));
+    if (const auto* data = as<Data>(object, "NSData")) return Node(fromData(*data));
+    if (const auto* date = as<Date>(object, "NSDate")) return Node(fromMoment(*date));
+    if (const auto* uid = as<Uid>(object, "NSKeyedArchiverUID"))
+      return Node(plist_new_uid(uid->value));
+    if (const auto* array = as<Array>(object, "NSArray")) return list(*array, depth);
+    if (const auto* entries = as<Dictionary>(object, "NSDictionary")) return map(*entries, depth);
+    refuseToWrite("an object of a class that can't be in one: " +
+                  (object == nullptr ? "(null)" : std::string(className(object_getClass(object)))));
+  }
+
+ private:
+  static std::string plainText(const String* string) {
+    std::string utf8 = toUtf8(const_cast<String*>(string));
+    if (utf8.find('\0') != std::string::npos) refuseToWrite("a string with a null character");
+    return utf8;
+  }
+  static plist_t text(const String* string) { return plist_new_string(plainText(string).c_str()); }
+
+  static plist_t fromNumber(const Number& number) {
+    if (number.kind == Number::Kind::boolean) return plist_new_bool(number.integer != 0 ? 1 : 0);
+    if (number.kind == Number::Kind::real) return plist_new_real(number.real);
+    return plist_new_uint(static_cast<std::uint64_t>(number.integer));
+  }
+
+  static plist_t fromData(const Data& data) {
+    static constexpr std::uint8_t nothing = 0;
+    const std::uint8_t* raw = data.bytes.empty() ? &nothing : data.bytes.data();
+    return plist_new_data(reinterpret_cast<const char*>(raw), data.bytes.size());
+  }
+
+  static plist_t fromMoment(const Date& date) {
+    const double seconds = std::floor(date.sinceReferenceDate);
+    if (!(std::abs(seconds) < std::numeric_limits<std::int32_t>::max())) {
+      refuseToWrite("a date that is not between 1933 and 2068");
+    }
+    const double fraction = date.sinceReferenceDate - seconds;
+    return plist_new_date(static_cast<std::int32_t>(seconds),
+                          static_cast<std::int32_t>(fraction * 1e6));
+  }
+
+  Node list(const Array& array, int depth) {
+    Node result(plist_new_array());
+    for (const id item : array.items) {
+      plist_array_append_item(result.get(), build(item, depth + 1).release());
+    }
+    return result;
+  }
+
+  Node map(const Dictionary& entries, int depth) {
+    Node result(plist_new_dict());
+    for (const auto& [key, value] : entries.entries) {
+      const auto* name = as<String>(key, "NSString");
+      if (name == nullptr) refuseToWrite("a key that is no string");
+      plist_dict_set_item(result.get(), plainText(name).c_str(), build(value, depth + 1).release());
+    }
+    return result;
+  }
+
+  std::uint64_t built_ = 0;
+};
+
+[[noreturn]] void cannot(const char* action, const std::filesystem::path& file) {
+  throw std::system_error(errno, std::generic_category(), action + (" " + file.string()));
+}
+
+}  // namespace
+
+Owned<Object> parsePropertyList(std::span<const std::uint8_t> bytes, std::string* why) {
+  try {
+    return readEither(bytes);
+  } catch (const Malformed& problem) {
+    if (why != nullptr) *why = problem.what();
+    return {};
+  }
+}
+
+Owned<Object> readPropertyList(const std::filesystem::path& file, std::string* why) {
+  std::error_code problem;
+  const auto status = std::filesystem::status(file, problem);
+  std::vector<std::uint8_t> bytes;
+  bool read = false;
+  if (std::filesystem::is_regular_file(status)) {  // opening a pipe would wait for ever
+    std::ifstream in(file, std::ios::binary);
+    bytes.assign(std::istreambuf_iterator<char>(in), {});
+    read = in.good() || in.eof();
+  }
+  if (read) return parsePropertyList(bytes, why);
+  if (why != nullptr) {
+    *why = std::filesystem::exists(status) ? "not a file that can be read" : "no such file";
+  }
+  return {};
+}
+
+std::vector<std::uint8_t> writePropertyList(id root, PropertyListForm form) {
+  const Node tree = NodeBuilder().build(root);
+  char* raw = nullptr;
+  std::uint32_t length = 0;
+  if (form == PropertyListForm::binary) {
+    plist_to_bin(tree.get(), &raw, &length);
+  } else {
+    plist_to_xml(tree.get(), &raw, &length);
+  }
+  const std::unique_ptr<char, decltype(&std::free)> owner(raw, &std::free);
+  if (raw == nullptr) throw std::bad_alloc();
+  return {raw, raw + length};
+}
+
+void savePropertyList(const std::filesystem::path& file, id root, PropertyListForm form) {
+  const std::vector<std::uint8_t> bytes = writePropertyList(root, form);
+  std::filesystem::create_directories(file.parent_path());
+  std::filesystem::path fresh = file;
+  fresh += ".new";
+  std::ofstream out(fresh, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(bytes.data()),
+            static_cast<std::streamsize>(bytes.size()));
+  out.close();
+  if (!out) cannot("can't write", fresh);
+  std::filesystem::rename(fresh, file);
+}
+
+}  // namespace simulator

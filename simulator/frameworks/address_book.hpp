@@ -1,0 +1,64 @@
+// The address book of the phone: an SQLite database with the phone's own schema. Also the C
+// functions of the AddressBook framework, which read it, and the favourites list.
+//
+// Records are handed out as objects that hold their own copies, so they outlive the connection.
+// The store may be used from one thread at a time; the C functions open a connection of their own
+// for each address book, and read on whatever thread the completion runs.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace simulator {
+
+struct Person {
+  std::int32_t id;
+  std::string name;  // the composite name
+  std::vector<std::string> phones;
+  std::vector<std::string> emails;
+};
+
+struct Group {
+  std::int32_t id;
+  std::string name;
+  std::vector<std::int32_t> members;  // persons only, in the group's order
+};
+
+class AddressBookStore {
+ public:
+  explicit AddressBookStore(const std::filesystem::path& root);
+
+  // Throws DeviceError when the file is there but is no such database.
+  void check() const;
+
+  // Edits make the database when there is none. They throw DeviceError when it can't be written.
+  std::int32_t addPerson(const std::string& name, const std::vector<std::string>& phones,
+                         const std::vector<std::string>& emails);
+  std::int32_t addGroup(const std::string& name, const std::vector<std::int32_t>& members);
+  void addFavourite(const std::string& value);
+
+  // All of them, in record-ID order; empty without a database.
+  std::vector<Person> people() const;
+  std::vector<Group> groups() const;
+
+  // The platform's own look-ups, as the bulletin server asks them. An address is compared without
+  // regard to case. Two numbers are the same when their digits are, or when both have at least
+  // seven and one ends with all the digits of the other.
+  bool contains(const std::string& destinationId) const;
+  bool favouritesContain(const std::string& destinationId) const;
+
+  // What the platform answers: is there an address book to open, does the user grant access?
+  bool present = true;
+  bool accessGranted = true;
+
+  std::filesystem::path database() const;    // var/mobile/Library/AddressBook/AddressBook.sqlitedb
+  std::filesystem::path favourites() const;  // …/Preferences/com.apple.mobilephone.speeddial.plist
+
+ private:
+  std::filesystem::path root_;
+};
+
+}  // namespace simulator

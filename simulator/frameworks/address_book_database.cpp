@@ -1,0 +1,330 @@
+#include "simulator/frameworks/address_book_database.hpp"
+
+#include <sqlite3.h>
+
+#include <unordered_map>
+
+#include "simulator/device_error.hpp"
+
+namespace simulator {
+namespace {
+
+// What the phone's tables hold, as far as anything here reads it.
+constexpr const char* schema = R"(
+  CREATE TABLE ABPerson (
+    ROWID INTEGER PRIMARY KEY AUTOINCREMENT, First TEXT, Last TEXT, Middle TEXT,
+    Organization TEXT, Kind INTEGER, CreationDate INTEGER, ModificationDate INTEGER);
+  CREATE TABLE ABMultiValue (
+    UID INTEGER PRIMARY KEY, record_id INTEGER, property INTEGER, identifier INTEGER,
+    label INTEGER, value TEXT);
+  CREATE TABLE ABMultiValueLabel (value TEXT, UNIQUE(value));
+  CREATE TABLE ABGroup (ROWID INTEGER PRIMARY KEY AUTOINCREMENT, Name TEXT);
+  CREATE TABLE ABGroupMembers (
+    UID INTEGER PRIMARY KEY, group_id INTEGER, member_type INTEGER, member_id INTEGER);
+  CREATE INDEX ABMultiValueRecordIndex ON ABMultiValue (record_id, property);
+  CREATE INDEX ABGroupMembersGroupIndex ON ABGroupMembers (group_id);
+)";
+
+struct Requirement {
+  const char* table;
+  std::vector<const char*> columns;
+};
+const std::vector<Requirement> requirements = {
+    {"ABPerson", {"First", "Last"}},
+    {"ABMultiValue", {"UID", "record_id", "property", "value"}},
+    {"ABGroup", {"Name"}},
+    {"ABGroupMembers", {"UID", "group_id", "member_type", "member_id"}},
+};
+
+// A made-up or damaged file could keep one statement busy for ever. A group of 100,000 takes
+// some ten million steps.
+constexpr int longestStatement = 400'000'000;
+constexpr int longestValue = 16 << 20;  // bytes
+
+int giveUp(void*) { return 1; }
+
+std::string joined(const AddressBookDatabase::Text (&parts)[3]) {
+  std::string whole;
+  for (const auto& part : parts) {
+    if (!part || part->empty()) continue;
+    if (!whole.empty()) whole += ' ';
+    whole += *part;
+  }
+  return whole;
+}
+
+}  // namespace
+
+void AddressBookDatabase::Close::operator()(sqlite3* connection) const {
+  sqlite3_close(connection);
+}
+
+// A prepared statement and its cursor.
+class AddressBookDatabase::Statement {
+ public:
+  Statement(const AddressBookDatabase& database, const std::string& sql) : database_(database) {
+    sqlite3_stmt* prepared = nullptr;
+    if (sqlite3_prepare_v2(database.connection_.get(), sql.c_str(), -1, &prepared, nullptr) !=
+        SQLITE_OK) {
+      database.fail();
+    }
+    statement_.reset(prepared);
+  }
+
+  void bind(int place, std::int64_t value) { sqlite3_bind_int64(statement_.get(), place, value); }
+  void bind(int place, const std::string& value) {
+    sqlite3_bind_text64(statement_.get(), place, value.data(), value.size(), SQLITE_TRANSIENT,
+                        SQLITE_UTF8);
+  }
+
+  bool next() {
+    const int result = sqlite3_step(statement_.get());
+    if (result != SQLITE_ROW && result != SQLITE_DONE) database_.fail();
+    return result == SQLITE_ROW;
+  }
+
+  std::int64_t integer(int column) const { return sqlite3_column_int64(statement_.get(), column); }
+
+  // Until the cursor moves.
+  std::optional<std::string_view> text(int column) const {
+    const auto* units = sqlite3_column_text(statement_.get(), column);
+    if (units == nullptr) return std::nullopt;
+    const int length = sqlite3_column_bytes(statement_.get(), column);
+    return std::string_view(reinterpret_cast<const char*>(units), static_cast<std::size_t>(length));
+  }
+
+ private:
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+  };
+
+  const AddressBookDatabase& database_;
+  std::unique_ptr<sqlite3_stmt, Finalize> statement_;
+};
+
+AddressBookDatabase::AddressBookDatabase(const std::filesystem::path& file, Access access)
+    : file_(file) {
+  const bool exists = std::filesystem::exists(file);
+  if (exists && !std::filesystem::is_regular_file(file)) {
+    throw DeviceError(file, "not a file; expected an address book, an SQLite database");
+  }
+  if (access == Access::edit) {
+    std::filesystem::create_directories(file.parent_path());
+    openFile(file.string(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    execute("PRAGMA synchronous = OFF");  // a scratch phone need not outlive a power cut
+  } else {
+    openFile(exists ? file.string() : ":memory:",
+             exists ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE);
+  }
+  if (!exists) execute(std::string("BEGIN;") + schema + "COMMIT;");
+  requireSchema();
+}
+
+void AddressBookDatabase::openFile(const std::string& name, int flags) {
+  sqlite3* opened = nullptr;
+  const int result = sqlite3_open_v2(name.c_str(), &opened, flags, nullptr);
+  connection_.reset(opened);
+  if (result != SQLITE_OK) fail();
+  sqlite3_progress_handler(opened, longestStatement, &giveUp, nullptr);
+  sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, longestValue);
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+}
+
+void AddressBookDatabase::fail() const {
+  const bool interrupted = sqlite3_errcode(connection_.get()) == SQLITE_INTERRUPT;
+  const std::string what =
+      interrupted ? "reading it takes for ever" : sqlite3_errmsg(connection_.get());
+  throw DeviceError(file_, what + "; expected an address book, an SQLite database");
+}
+
+void AddressBookDatabase::requireSchema() const {
+  for (const Requirement& required : requirements) {
+    const std::set<std::string> columns = columnsOf(required.table);
+    for (const char* column : required.columns) {
+      if (columns.contains(column)) continue;
+      throw DeviceError(file_, std::string("an SQLite database, but no address book; expected a ") +
+                                   "table " + required.table + " with a column " + column);
+    }
+  }
+}
+
+std::set<std::string> AddressBookDatabase::columnsOf(const std::string& table) const {
+  std::set<std::string> names;
+  Statement columns(*this, "SELECT name FROM pragma_table_info('" + table + "')");
+  while (columns.next()) names.emplace(columns.text(0).value_or(""));
+  return names;
+}
+
+void AddressBookDatabase::execute(const std::string& sql) const {
+  if (sqlite3_exec(connection_.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) fail();
+}
+
+// ---- Reading -----------------------------------------------------------------------------------
+
+std::string AddressBookDatabase::nameColumns() const {
+  const std::set<std::string> columns = columnsOf("ABPerson");
+  std::string list = "p.ROWID";
+  for (const char* name : {"First", "Middle", "Last", "Organization"}) {
+    list += columns.contains(name) ? std::string(", p.") + name : ", NULL";
+  }
+  return list;
+}
+
+// `rows` gives each person's ID and the four parts of the name, `values` each one's record ID,
+// property and value, in the order of the values.
+std::vector<AddressBookDatabase::PersonRow> AddressBookDatabase::persons(Statement& rows,
+                                                                         Statement& values) const {
+  const auto owned = [](std::optional<std::string_view> text) {
+    return text ? Text(*text) : Text();
+  };
+  struct Values {
+    std::vector<Text> phones;
+    std::vector<Text> emails;
+  };
+  std::unordered_map<std::int64_t, Values> valuesOf;
+  while (values.next()) {
+    Values& mine = valuesOf[values.integer(0)];
+    auto& list = values.integer(1) == phoneProperty ? mine.phones : mine.emails;
+    list.push_back(owned(values.text(2)));
+  }
+  std::vector<PersonRow> found;
+  while (rows.next()) {
+    PersonRow& person = found.emplace_back();
+    person.id = rows.integer(0);
+    const Text parts[3] = {owned(rows.text(1)), owned(rows.text(2)), owned(rows.text(3))};
+    person.name = joined(parts);
+    if (person.name->empty()) person.name = owned(rows.text(4));
+    if (person.name && person.name->empty()) person.name.reset();
+    if (const auto mine = valuesOf.find(person.id); mine != valuesOf.end()) {
+      person.phones = mine->second.phones;
+      person.emails = mine->second.emails;
+    }
+  }
+  return found;
+}
+
+std::vector<AddressBookDatabase::PersonRow> AddressBookDatabase::people() const {
+  Statement rows(*this, "SELECT " + nameColumns() + " FROM ABPerson p ORDER BY p.ROWID");
+  Statement values(*this,
+                   "SELECT record_id, property, value FROM ABMultiValue"
+                   " WHERE property IN (3, 4) ORDER BY UID");
+  return persons(rows, values);
+}
+
+std::vector<AddressBookDatabase::PersonRow> AddressBookDatabase::membersOf(
+    std::int64_t group) const {
+  // CROSS JOIN keeps the members outside, so that no table of persons is searched for them. The
+  // set of members is made once, so that one pass over the values suffices without an index.
+  Statement rows(*this, "SELECT " + nameColumns() +
+                            " FROM ABGroupMembers m CROSS JOIN ABPerson p ON p.ROWID = m.member_id"
+                            " WHERE m.group_id = ?1 AND m.member_type = 0 ORDER BY m.UID");
+  Statement values(*this,
+                   "SELECT record_id, property, value FROM ABMultiValue"
+                   " WHERE property IN (3, 4) AND record_id IN"
+                   " (SELECT member_id FROM ABGroupMembers WHERE group_id = ?1 AND member_type = 0)"
+                   " ORDER BY UID");
+  rows.bind(1, group);
+  values.bind(1, group);
+  return persons(rows, values);
+}
+
+std::vector<std::int64_t> AddressBookDatabase::memberIdsOf(std::int64_t group) const {
+  std::vector<std::int64_t> found;
+  Statement rows(*this,
+                 "SELECT m.member_id FROM ABGroupMembers m CROSS JOIN ABPerson p"
+                 " ON p.ROWID = m.member_id"
+                 " WHERE m.group_id = ?1 AND m.member_type = 0 ORDER BY m.UID");
+  rows.bind(1, group);
+  while (rows.next()) found.push_back(rows.integer(0));
+  return found;
+}
+
+std::vector<AddressBookDatabase::GroupRow> AddressBookDatabase::groups() const {
+  std::vector<GroupRow> found;
+  Statement rows(*this, "SELECT ROWID, Name FROM ABGroup ORDER BY ROWID");
+  while (rows.next()) found.push_back({rows.integer(0), Text(rows.text(1))});
+  return found;
+}
+
+std::optional<AddressBookDatabase::GroupRow> AddressBookDatabase::group(std::int64_t id) const {
+  Statement row(*this, "SELECT ROWID, Name FROM ABGroup WHERE ROWID = ?1");
+  row.bind(1, id);
+  if (!row.next()) return std::nullopt;
+  return GroupRow{row.integer(0), Text(row.text(1))};
+}
+
+bool AddressBookDatabase::anyValue(const std::function<bool(std::string_view)>& visit) const {
+  Statement values(*this, "SELECT value FROM ABMultiValue WHERE property IN (3, 4)");
+  while (values.next()) {
+    const auto value = values.text(0);
+    if (value && visit(*value)) return true;
+  }
+  return false;
+}
+
+// ---- Editing -----------------------------------------------------------------------------------
+
+// Fields whose column the table lacks are left out. Newer phones give every row a guid, by a
+// default that only their own SQLite can compute.
+std::int64_t AddressBookDatabase::insert(const std::string& table,
+                                         const std::vector<Field>& fields) {
+  const std::set<std::string> columns = columnsOf(table);
+  std::string names;
+  std::string values;
+  std::vector<const Field*> used;
+  for (const Field& field : fields) {
+    if (!columns.contains(field.first)) continue;
+    used.push_back(&field);
+    names += std::string(names.empty() ? "" : ", ") + field.first;
+    values += std::string(values.empty() ? "?" : ", ?");
+  }
+  if (columns.contains("guid")) {
+    names += ", guid";
+    values += ", hex(randomblob(16))";
+  }
+  Statement row(*this, "INSERT INTO " + table + " (" + names + ") VALUES (" + values + ")");
+  for (std::size_t i = 0; i < used.size(); ++i) {
+    const int place = static_cast<int>(i) + 1;
+    std::visit([&](const auto& value) { row.bind(place, value); }, used[i]->second);
+  }
+  row.next();
+  return sqlite3_last_insert_rowid(connection_.get());
+}
+
+std::int64_t AddressBookDatabase::addPerson(const std::string& name,
+                                            const std::vector<std::string>& phones,
+                                            const std::vector<std::string>& emails) {
+  const std::size_t space = name.find(' ');
+  std::vector<Field> fields = {{"First", name.substr(0, space)}, {"Kind", std::int64_t{0}}};
+  if (space != std::string::npos) fields.emplace_back("Last", name.substr(space + 1));
+  execute("BEGIN IMMEDIATE");
+  const std::int64_t person = insert("ABPerson", fields);
+  const auto addValues = [&](std::int64_t property, const std::vector<std::string>& values) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      insert("ABMultiValue", {{"record_id", person},
+                              {"property", property},
+                              {"identifier", static_cast<std::int64_t>(i)},
+                              {"value", values[i]}});
+    }
+  };
+  addValues(phoneProperty, phones);
+  addValues(emailProperty, emails);
+  execute("COMMIT");
+  return person;
+}
+
+std::int64_t AddressBookDatabase::addGroup(const std::string& name,
+                                           const std::vector<std::int32_t>& members) {
+  execute("BEGIN IMMEDIATE");
+  const std::int64_t group = insert("ABGroup", {{"Name", name}});
+  for (const std::int32_t member : members) {
+    insert("ABGroupMembers", {{"group_id", group},
+                              {"member_type", std::int64_t{0}},
+                              {"member_id", std::int64_t{member}}});
+  }
+  execute("COMMIT");
+  return group;
+}
+
+}  // namespace simulator

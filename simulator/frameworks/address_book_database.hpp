@@ -1,0 +1,85 @@
+// One connection to the phone's address book, an SQLite database with the phone's own schema.
+//
+// A user's database may come from a phone of any version, so columns are asked for by name, those
+// that may be missing are looked for first, and nothing relies on its indices. It may also be
+// damaged or made up: every reading ends, in rows or in a DeviceError that names the file.
+//
+// One thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace simulator {
+
+class AddressBookDatabase {
+ public:
+  using Text = std::optional<std::string>;  // none for NULL
+
+  static constexpr std::int64_t phoneProperty = 3;
+  static constexpr std::int64_t emailProperty = 4;
+
+  struct PersonRow {
+    std::int64_t id;
+    Text name;  // the composite name
+    std::vector<Text> phones;
+    std::vector<Text> emails;
+  };
+  struct GroupRow {
+    std::int64_t id;
+    Text name;
+  };
+
+  enum class Access { read, edit };
+
+  // Without a file: an empty address book when reading, and a new file when editing.
+  AddressBookDatabase(const std::filesystem::path& file, Access access);
+
+  std::vector<PersonRow> people() const;  // in record-ID order
+  std::vector<GroupRow> groups() const;   // in record-ID order
+  std::optional<GroupRow> group(std::int64_t id) const;
+  std::vector<PersonRow> membersOf(std::int64_t group) const;  // persons only, in member order
+  std::vector<std::int64_t> memberIdsOf(std::int64_t group) const;
+
+  // Calls `visit` with each number and address until it answers true; says whether it did.
+  bool anyValue(const std::function<bool(std::string_view)>& visit) const;
+
+  // All or nothing; the new record's ID.
+  std::int64_t addPerson(const std::string& name, const std::vector<std::string>& phones,
+                         const std::vector<std::string>& emails);
+  std::int64_t addGroup(const std::string& name, const std::vector<std::int32_t>& members);
+
+ private:
+  class Statement;
+  using Field = std::pair<const char*, std::variant<std::int64_t, std::string>>;
+
+  void openFile(const std::string& name, int flags);
+  void requireSchema() const;
+  std::set<std::string> columnsOf(const std::string& table) const;
+  std::string nameColumns() const;
+  std::vector<PersonRow> persons(Statement& rows, Statement& values) const;
+  void execute(const std::string& sql) const;
+  std::int64_t insert(const std::string& table, const std::vector<Field>& fields);
+  [[noreturn]] void fail() const;
+
+  struct Close {
+    void operator()(sqlite3* connection) const;
+  };
+
+  std::filesystem::path file_;
+  std::unique_ptr<sqlite3, Close> connection_;
+};
+
+}  // namespace simulator

@@ -1,0 +1,150 @@
+#include "simulator/frameworks/preferences.hpp"
+
+#include <fstream>
+
+#include "simulator/device.hpp"
+#include "simulator/device_error.hpp"
+#include "simulator/faults.hpp"
+#include "simulator/foundation/property_list.hpp"
+
+namespace simulator {
+namespace {
+
+Owned<Dictionary> readDomain(const std::filesystem::path& file, std::string* why) {
+  const Owned<Object> root = readPropertyList(file, why);
+  auto* dictionary = as<Dictionary>(root.get(), "NSDictionary");
+  if (root && dictionary == nullptr) *why = "a property list, but not of a dictionary";
+  return share(dictionary);
+}
+
+// The domain for an edit, in a dictionary that may be changed. What can't be read is never
+// written over.
+Owned<Dictionary> editableDomain(const std::filesystem::path& file) {
+  auto editable = own(makeMutableDictionary());
+  if (!std::filesystem::exists(file)) return editable;
+  std::string why;
+  const auto current = readDomain(file, &why);
+  if (!current) throw DeviceError(file, why + "; expected a property list of a dictionary");
+  for (const auto& [key, value] : current->entries) store(editable.get(), key, value);
+  return editable;
+}
+
+void saveDomain(const std::filesystem::path& file, Dictionary* domain) {
+  char first = 'b';
+  std::ifstream(file, std::ios::binary).get(first);
+  const bool binary = first == 'b';
+  savePropertyList(file, domain, binary ? PropertyListForm::binary : PropertyListForm::xml);
+}
+
+Owned<Object> objectOf(const PreferenceValue& value) {
+  struct Maker {
+    Object* operator()(bool boolean) const { return makeBoolean(boolean); }
+    Object* operator()(std::int64_t integer) const { return makeInteger(integer); }
+    Object* operator()(double real) const { return makeReal(real); }
+    Object* operator()(const std::string& text) const { return makeString(text); }
+  };
+  return own(std::visit(Maker(), value));
+}
+
+NSString* constant(const char* text) {
+  return static_cast<NSString*>(static_cast<id>(makeImmortalString(text)));
+}
+
+bool sameString(id left, id right) {
+  const auto* first = as<String>(left, "NSString");
+  const auto* second = as<String>(right, "NSString");
+  return first != nullptr && second != nullptr && equalStrings(first, second);
+}
+
+// What the current user set on any host; nobody else's preferences are on this phone.
+Owned<Dictionary> visibleDomain(id application, id user, id host) {
+  if (application == nullptr || !sameString(user, kCFPreferencesCurrentUser) ||
+      !sameString(host, kCFPreferencesAnyHost)) {
+    return {};
+  }
+  return Device::current().preferences.domain(toUtf8(application));
+}
+
+}  // namespace
+
+PreferencesStore::PreferencesStore(const std::filesystem::path& root)
+    : folder_(root / "var/mobile/Library/Preferences") {}
+
+std::filesystem::path PreferencesStore::file(const std::string& domain) const {
+  return folder_ / (domain + ".plist");
+}
+
+void PreferencesStore::check() const {
+  const std::filesystem::path settings = file(settingsDomain);
+  if (std::filesystem::exists(settings)) editableDomain(settings);
+}
+
+Owned<Dictionary> PreferencesStore::domain(const std::string& name) const {
+  std::string why;
+  return readDomain(file(name), &why);
+}
+
+void PreferencesStore::set(const std::string& domain, const std::string& key,
+                           const PreferenceValue& value) {
+  set(domain, key, objectOf(value).get());
+}
+
+void PreferencesStore::set(const std::string& domain, const std::string& key, id value) {
+  const auto entries = editableDomain(file(domain));
+  store(entries.get(), own(makeString(key)).get(), value);
+  saveDomain(file(domain), entries.get());
+}
+
+void PreferencesStore::unset(const std::string& domain, const std::string& key) {
+  const auto current = editableDomain(file(domain));
+  const auto kept = own(makeMutableDictionary());
+  for (const auto& [name, value] : current->entries) {
+    if (toUtf8(name) != key) store(kept.get(), name, value);
+  }
+  saveDomain(file(domain), kept.get());
+}
+
+void PreferencesStore::clear(const std::string& domain) {
+  saveDomain(file(domain), own(makeDictionary()).get());
+}
+
+}  // namespace simulator
+
+using simulator::append;
+using simulator::Array;
+using simulator::as;
+using simulator::failsNow;
+using simulator::Fault;
+using simulator::own;
+using simulator::store;
+
+extern "C" {
+
+const CFStringRef kCFPreferencesCurrentUser = simulator::constant("kCFPreferencesCurrentUser");
+const CFStringRef kCFPreferencesAnyHost = simulator::constant("kCFPreferencesAnyHost");
+
+CFArrayRef CFPreferencesCopyKeyList(CFStringRef application, CFStringRef user,
+                                    CFStringRef host) noexcept {
+  if (failsNow(Fault::CFPreferencesCopyKeyList)) return nullptr;
+  const auto domain = simulator::visibleDomain(application, user, host);
+  if (!domain || domain->entries.empty()) return nullptr;
+  auto keys = own(simulator::makeArray());
+  for (const auto& [key, value] : domain->entries) append(keys.get(), key);
+  return static_cast<CFArrayRef>(static_cast<id>(keys.release()));
+}
+
+CFDictionaryRef CFPreferencesCopyMultiple(CFArrayRef keys, CFStringRef application,
+                                          CFStringRef user, CFStringRef host) noexcept {
+  if (failsNow(Fault::CFPreferencesCopyMultiple)) return nullptr;
+  const auto domain = simulator::visibleDomain(application, user, host);
+  const auto* wanted = as<Array>(keys, "NSArray");
+  if (!domain || wanted == nullptr) return nullptr;
+  auto values = own(simulator::makeDictionary());
+  for (const id key : wanted->items) {
+    const auto entry = domain->entries.find(key);
+    if (entry != domain->entries.end()) store(values.get(), entry->first, entry->second);
+  }
+  return static_cast<CFDictionaryRef>(static_cast<id>(values.release()));
+}
+
+}  // extern "C"
