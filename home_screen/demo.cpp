@@ -24,7 +24,7 @@ namespace {
 constexpr const char* scenarioName = "evening.scenario";
 
 constexpr std::size_t nameWidth = 14;
-constexpr std::size_t senderWidth = 20;
+constexpr std::size_t senderWidth = 19;
 constexpr std::size_t resultWidth = 11;
 
 // What two spellings of a number or of an address have in common.
@@ -85,10 +85,10 @@ class Evening {
     const bool active = player_.library().value<bool>("isDNDActive");
     std::string situation = fmt::format("{}  Do Not Disturb {}",
                                         formatLocalTime(clock.local(clock.now())).substr(11, 5),
-                                        active ? "on, except for " + allowed() : "off");
+                                        active ? "on, let through: " + allowed() : "off");
     if (situation == situation_) return;
     situation_ = std::move(situation);
-    fmt::print("{}\n", toned(situation_, Tone::strong));
+    fmt::print("\n{}\n", toned(situation_, Tone::strong));
   }
 
   std::string allowed() const {
@@ -132,8 +132,8 @@ int runDemo(const std::filesystem::path& library) {
   player.start();
 
   fmt::print(
-      "An evening on a simulated phone. The library that would run on a real one decides;\n"
-      "the reasons are read from its own log.\n\n");
+      "An evening on a simulated phone. The library that would run on a real one\n"
+      "decides; the reasons are read from its own log.\n\n");
   Evening evening(player);
   int failures = 0;
   for (const Statement& statement : scenario) {

@@ -45,7 +45,7 @@ std::filesystem::path defaultLibrary() {
 std::string describeCommands() {
   std::string text = "The scenario language, one command a line, # starts a comment:\n";
   for (const Command& command : commandTable()) {
-    text += fmt::format("  {:<38}{}\n", command.usage, command.help);
+    text += fmt::format("  {:<39}{}\n", command.usage, command.help);
   }
   return text;
 }
@@ -130,7 +130,10 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   using namespace home_screen;
   try {
-    return run(argc, argv);
+    const int status = run(argc, argv);
+    if (std::fflush(stdout) == 0) return status;
+    complain("standard output: " + std::generic_category().message(errno));
+    return wrongUsage;
   } catch (const simulator::DeviceError& error) {
     complain(error.what());
     return unreadableDevice;

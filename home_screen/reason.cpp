@@ -26,10 +26,10 @@ std::string inParentheses(const std::string& text) {
 
 std::string reasonInGroup(const Lines& log, bool presented) {
   if (const auto match = after(log, "HL:\tfound privileged phone with destinationID suffix ")) {
-    return fmt::format("a member's ends in {}", inParentheses(*match));
+    return fmt::format("a member's number ends in {}", inParentheses(*match));
   }
   if (const auto miss = after(log, "HL:\tdid not find privileged phone")) {
-    return fmt::format("no member's ends in {}", inParentheses(*miss));
+    return fmt::format("no member's number ends in {}", inParentheses(*miss));
   }
   return presented ? "a member's address" : "no member's address";
 }
@@ -52,7 +52,7 @@ std::string reasonInMode(const Lines& log, long mode, bool presented) {
 }  // namespace
 
 std::string reasonFor(const Lines& log) {
-  if (after(log, "HL: notification is not a message")) return "no message: the phone decides";
+  if (after(log, "HL: notification is not a message")) return "not a message: the phone decides";
   const auto state = after(log, "HL: DnD active:");
   const auto mode = after(log, "HL: DnD active:y, privilegedGroupID=");
   const auto result = after(log, "HL: presenting contact?, returning: ");
