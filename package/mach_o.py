@@ -55,7 +55,8 @@ class Dylib:
 
     def __init__(self, data):
         self.data = data
-        self.segments, self.dependencies, self.commands = [], [], []
+        self.segments, self.commands = [], []
+        self.dependencies, self.least_versions = [], []
         self.install_name = self.minimum_version = self.signature = None
         self.symbols, self.dyld_info = [], None
         try:
@@ -90,6 +91,7 @@ class Dylib:
                 self.install_name = name
             else:
                 self.dependencies.append(name)
+                self.least_versions.append(struct.unpack_from("<I", self.data, offset + 20)[0])
         elif command == LC_VERSION_MIN_IPHONEOS:
             version = struct.unpack_from("<I", self.data, offset + 8)[0]
             self.minimum_version = f"{version >> 16}.{version >> 8 & 0xFF}"

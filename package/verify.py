@@ -133,6 +133,10 @@ def load_commands(package, root):
         yield f"the install name is {library.install_name} instead of {build.INSTALL_NAME}"
     if library.minimum_version != build.MINIMUM_VERSION:
         yield f"the minimum version is {library.minimum_version}, not {build.MINIMUM_VERSION}"
+    # What frameworks call their compatibility version differs between phones; ours suits any.
+    for name, version in zip(library.dependencies, library.least_versions):
+        if version != 0:
+            yield f"it wants {name} in version {version >> 16} or later"
     for name in sorted(set(library.dependencies) ^ set(stub_symbols(root))):
         yield f"it loads {name}" if name in library.dependencies else f"it does not load {name}"
 
