@@ -1,5 +1,6 @@
 #include <cstdarg>
 
+#include "simulator/call_trace.hpp"
 #include "simulator/device.hpp"
 #include "simulator/foundation/objects.hpp"
 
@@ -10,5 +11,6 @@ void NSLog(NSString* format, ...) noexcept {
   va_start(arguments, format);
   std::string text = simulator::formatted(simulator::toUtf8(format), arguments);
   va_end(arguments);
+  simulator::traceCall("NSLog", text);
   simulator::Device::current().log.write(std::move(text));
 }

@@ -6,7 +6,10 @@
 
 namespace simulator {
 
-DispatchQueue::DispatchQueue() : thread_([this] { run(); }) {}
+DispatchQueue::DispatchQueue() : thread_([this] { run(); }) {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return ready_; });
+}
 
 DispatchQueue::~DispatchQueue() {
   {
@@ -31,7 +34,12 @@ void DispatchQueue::drain() {
 }
 
 void DispatchQueue::run() {
+  // A thread's first pool registers a destructor, for which it needs the loader's lock. A library
+  // that waits for this queue in its initializer holds that lock, so it has to happen before.
+  { const AutoreleasePool first; }
   std::unique_lock lock(mutex_);
+  ready_ = true;
+  changed_.notify_all();
   while (true) {
     changed_.wait(lock, [this] { return ending_ || !waiting_.empty(); });
     if (waiting_.empty()) return;

@@ -26,6 +26,7 @@ class DispatchQueue {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<std::function<void()>> waiting_;
+  bool ready_ = false;
   bool running_ = false;
   bool ending_ = false;
   std::thread thread_;

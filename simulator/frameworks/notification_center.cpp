@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "simulator/call_trace.hpp"
 #include "simulator/device.hpp"
 #include "simulator/foundation/objects.hpp"
 #include "simulator/runtime/classes.hpp"
@@ -49,6 +50,7 @@ void defineNotificationCenter() { defineClass<Object>("CFNotificationCenter", "N
 
 // The center is a constant of the platform: the same on every call, and never counted.
 CFNotificationCenterRef CFNotificationCenterGetDarwinNotifyCenter() noexcept {
+  simulator::traceCall("CFNotificationCenterGetDarwinNotifyCenter");
   static simulator::Object* const center = [] {
     auto* const object = new simulator::Object;
     object->isa = simulator::classNamed("CFNotificationCenter");
@@ -64,5 +66,7 @@ void CFNotificationCenterAddObserver(CFNotificationCenterRef, const void*,
                                      CFNotificationCallback callback, CFStringRef name, const void*,
                                      CFNotificationSuspensionBehavior behavior) noexcept {
   if (name == nullptr || callback == nullptr) return;
+  simulator::traceCall("CFNotificationCenterAddObserver", simulator::toUtf8(name),
+                       std::to_string(behavior));
   simulator::Device::current().notifications.add({simulator::toUtf8(name), callback, behavior});
 }

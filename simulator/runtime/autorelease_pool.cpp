@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "simulator/call_trace.hpp"
 #include "simulator/runtime/object.hpp"
 
 namespace simulator {
@@ -37,12 +38,14 @@ std::int64_t autoreleasedWithoutPool() { return withoutPool; }
 using simulator::stack;
 
 void* objc_autoreleasePoolPush() noexcept {
+  simulator::traceCall("objc_autoreleasePoolPush");
   stack.entries.push_back(nullptr);
   ++stack.pools;
   return reinterpret_cast<void*>(stack.entries.size());
 }
 
 void objc_autoreleasePoolPop(void* pool) noexcept {
+  simulator::traceCall("objc_autoreleasePoolPop");
   const std::size_t position = reinterpret_cast<std::size_t>(pool);
   if (position == 0 || position > stack.entries.size() || stack.entries[position - 1] != nullptr) {
     simulator::fatal("an autorelease pool was popped that is not open on this thread");

@@ -6,6 +6,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "simulator/call_trace.hpp"
 #include "simulator/faults.hpp"
 #include "simulator/runtime/class_table.hpp"
 #include "simulator/runtime/classes.hpp"
@@ -157,7 +158,8 @@ using simulator::Object;
 
 Class objc_getClass(const char* name) noexcept {
   simulator::ensureClassesDefined();
-  if (simulator::failsNow(simulator::Fault::objc_getClass) || name == nullptr) return nullptr;
+  if (name == nullptr) return nullptr;
+  if (simulator::failsNow(simulator::Fault::objc_getClass, name)) return nullptr;
   simulator::ClassRecord* type = ClassTable::shared().visible(name);
   return type == nullptr ? nullptr : simulator::handle(*type);
 }
@@ -170,6 +172,7 @@ SEL sel_registerName(const char* name) noexcept { return ClassTable::shared().se
 
 IMP class_getMethodImplementation(Class type, SEL selector) noexcept {
   simulator::ClassRecord& record = simulator::record(type);
+  simulator::traceCall("message", record.name, selector->name);
   if (selector->index < simulator::ClassRecord::cachedSelectors) {
     const IMP found = record.found[selector->index].load(std::memory_order_acquire);
     if (found != nullptr) return found;

@@ -1,0 +1,111 @@
+#include "tests/support/phone_test.hpp"
+
+#include <cstdlib>
+#include <iostream>
+
+#include "simulator/frameworks/bulletin_board.hpp"
+
+namespace tests {
+
+using namespace simulator;
+
+namespace {
+
+std::filesystem::path makeRoot() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "phone-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
+  return pattern;
+}
+
+// The program's own path, so that a failure can be repeated from anywhere.
+void printHowToRepeat() {
+  const auto* const test = ::testing::UnitTest::GetInstance()->current_test_info();
+  std::cerr << "repeat with: " << std::filesystem::read_symlink("/proc/self/exe").string()
+            << " --gtest_filter='" << test->test_suite_name() << '.' << test->name() << "'\n";
+}
+
+}  // namespace
+
+PhoneTest::PhoneTest()
+    : root_(makeRoot()),
+      aliveBefore_((keepZombies(true), liveObjectCount())),
+      unpooledBefore_(autoreleasedWithoutPool()),
+      device_(std::make_unique<Device>(root_)) {}
+
+PhoneTest::~PhoneTest() {
+  end();
+  device_.reset();
+  EXPECT_EQ(liveObjectCount(), aliveBefore_) << [] {
+    std::string alive = "still alive:";
+    for (const auto& [type, count] : liveObjectsByClass()) {
+      alive += " " + type + " " + std::to_string(count);
+    }
+    return alive;
+  }();
+  EXPECT_EQ(autoreleasedWithoutPool(), unpooledBefore_) << "autoreleased without a pool";
+  keepZombies(false);
+  forgetZombies();
+  std::filesystem::remove_all(root_);
+  if (HasFailure()) printHowToRepeat();
+}
+
+void PhoneTest::start() {
+  library_ = std::make_unique<LoadedLibrary>(HUSHLANE_LIBRARY);
+  startLog = log();
+}
+
+void PhoneTest::restart() {
+  end();
+  start();
+}
+
+void PhoneTest::end() { library_.reset(); }
+
+std::int32_t PhoneTest::chooseGroup(const std::vector<Person>& members) {
+  std::vector<std::int32_t> ids;
+  for (const Person& member : members) {
+    ids.push_back(phone().addressBook.addPerson(member.name, member.phones, member.emails));
+  }
+  const std::int32_t group = phone().addressBook.addGroup("Chosen", ids);
+  set("allowedMessageGroup", std::int64_t{group});
+  return group;
+}
+
+std::optional<Texts> PhoneTest::texts(const std::string& collection) {
+  const auto* const array = as<Array>(object(collection), "NSArray");
+  if (array == nullptr) return std::nullopt;
+  Texts texts;
+  for (const id item : array->items) texts.push_back(describe(item));
+  return texts;
+}
+
+bool PhoneTest::matcher(const std::optional<std::string>& destinationId) {
+  const AutoreleasePool pool;
+  const Owned<String> text = destinationId ? own(makeString(*destinationId)) : Owned<String>();
+  return library_->function<bool(id)>("phoneNumberBelongsToPrivilegedPerson")(text.get());
+}
+
+Texts PhoneTest::groups() {
+  const AutoreleasePool pool;
+  Texts lines;
+  const id listed = library_->function<id()>("loadABGroups")();
+  for (const id item : as<Array>(listed, "NSArray")->items) {
+    const auto* const entry = as<Dictionary>(item, "NSDictionary");
+    EXPECT_EQ(entry->entries.size(), 2u);
+    lines.push_back(describe(find(entry, "id")) + " " + describe(find(entry, "name")));
+  }
+  return lines;
+}
+
+bool PhoneTest::suppressed(long daysFromToday) {
+  const AutoreleasePool pool;
+  return library_->function<bool(long)>("shouldSchedulerBeSuppressed")(daysFromToday);
+}
+
+std::string PhoneTest::interval() {
+  const AutoreleasePool pool;
+  const id interval = library_->function<id()>("getBBBehaviorOverrideEffectiveInterval")();
+  return interval == nullptr ? "nothing" : intervalText(interval);
+}
+
+}  // namespace tests
