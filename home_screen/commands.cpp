@@ -199,7 +199,7 @@ Action preparePlatformAnswer(const Words& words, KnownPeople&) {
   };
 }
 
-Action arrival(int type, std::optional<std::string> sender) {
+Action arrival(int type, const std::optional<std::string>& sender) {
   return [type, sender](Player& player) {
     const bool presented = player.device().bulletinBoard.arrives(type, sender);
     return Lines{presented ? "presented" : "held back"};
@@ -231,9 +231,9 @@ Action prepareMatcher(const Words& words, KnownPeople&) {
 
 Action prepareGroups(const Words&, KnownPeople&) {
   return [](Player& player) {
-    const id groups = player.library().function<id()>("loadABGroups")();
+    id groups = player.library().function<id()>("loadABGroups")();
     Lines lines;
-    for (const id item : simulator::as<simulator::Array>(groups, "NSArray")->items) {
+    for (id item : simulator::as<simulator::Array>(groups, "NSArray")->items) {
       const auto* group = simulator::as<simulator::Dictionary>(item, "NSDictionary");
       const auto* number =
           simulator::as<simulator::Number>(simulator::find(group, "id"), "NSNumber");

@@ -32,7 +32,7 @@ constexpr ExportedValue exportedValues[] = {
 
 std::string describeCollection(id object) {
   auto items = nlohmann::json::array();
-  for (const id item : simulator::as<simulator::Array>(object, "NSArray")->items) {
+  for (id item : simulator::as<simulator::Array>(object, "NSArray")->items) {
     if (const auto* number = simulator::as<simulator::Number>(item, "NSNumber")) {
       items.push_back(number->integer);
     } else {
@@ -59,7 +59,7 @@ std::string describeValue(const simulator::LoadedLibrary& library, const simulat
     case Layout::date:
       break;
   }
-  const id object = library.value<id>(value.name);
+  id object = library.value<id>(value.name);
   if (object == nullptr) return "absent";
   return value.layout == Layout::date ? describeDate(object, clock) : describeCollection(object);
 }

@@ -131,7 +131,7 @@ int main(int argc, char** argv) {
   using namespace home_screen;
   try {
     const int status = run(argc, argv);
-    if (std::fflush(stdout) == 0) return status;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
     complain("standard output: " + std::generic_category().message(errno));
     return wrongUsage;
   } catch (const simulator::DeviceError& error) {

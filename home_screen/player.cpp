@@ -54,6 +54,7 @@ std::int32_t Player::addPerson(const std::string& name, const std::vector<std::s
 
 std::int32_t Player::addGroup(const std::string& name, const std::vector<std::string>& members) {
   std::vector<std::int32_t> recordIds;
+  recordIds.reserve(members.size());
   for (const std::string& member : members) recordIds.push_back(recordIds_.at(member));
   return device_.addressBook.addGroup(name, recordIds);
 }

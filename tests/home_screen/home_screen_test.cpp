@@ -52,7 +52,7 @@ class HomeScreen : public testing::Test {
   Result run(const std::string& arguments, const std::string& input = "") const {
     write(folder / "input", input);
     const std::string command =
-        fmt::format("cd '{0}' && TMPDIR='{1}' '{2}' {3} < input > output 2> complaints",
+        fmt::format("cd '{0}' && TMPDIR='{1}' '{2}' < input > output 2> complaints {3}",
                     folder.string(), scratch().string(), HUSHLANE_SIM, arguments);
     const int status = std::system(command.c_str());
     EXPECT_TRUE(WIFEXITED(status)) << command;
