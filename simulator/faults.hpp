@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string_view>
 
@@ -49,16 +50,20 @@ struct FaultRow {
 };
 std::span<const FaultRow> faultTable();
 
-// For the operation itself: counts the call, and says whether it must fail.
-bool failsNow(Fault fault) noexcept;
+// For the operation itself: counts the call, records it in the call trace, and says whether it must
+// fail. `about` is what the trace says besides the operation's name.
+bool failsNow(Fault fault, std::string_view about = {}) noexcept;
 
 // From now on the k-th call (1 is the next) fails: only that one, or it and every later one.
 void failAt(Fault fault, std::uint64_t call, bool fromThenOn = false);
 
+// Calls `action` on the calling thread, just before the next call of the operation does anything.
+void callBefore(Fault fault, std::function<void()> action);
+
 std::uint64_t callsOf(Fault fault);
 std::uint64_t injectedFailures();
 
-// Disarms every row and sets all counts to zero.
+// Disarms every row, forgets every action, and sets all counts to zero.
 void resetFaults();
 
 }  // namespace simulator

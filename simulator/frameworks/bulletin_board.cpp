@@ -63,13 +63,16 @@ BOOL favoritesContain(id, SEL, id destinationId) {
 
 // ---- The settings gateway ----------------------------------------------------------------------
 
-void gatewayLearns(id, SEL, NSUInteger types) {
-  Device::current().bulletinBoard.activeOverrideTypes = types;
+void learn(NSUInteger types, std::optional<std::uint64_t> source) {
+  BulletinBoard& board = Device::current().bulletinBoard;
+  board.activeOverrideTypes = types;
+  board.lastSource = source;
+  if (board.whenGatewayLearns) board.whenGatewayLearns();
 }
 
-void gatewayLearnsWithSource(id gateway, SEL selector, NSUInteger types, NSUInteger) {
-  gatewayLearns(gateway, selector, types);
-}
+void gatewayLearns(id, SEL, NSUInteger types) { learn(types, std::nullopt); }
+
+void gatewayLearnsWithSource(id, SEL, NSUInteger types, NSUInteger source) { learn(types, source); }
 
 // ---- Overrides ---------------------------------------------------------------------------------
 
@@ -167,6 +170,10 @@ void defineBulletinBoard() {
       .method("initWithOverrideType:mode:effectiveIntervals:", &initOverride)
       .method("initWithEffectiveIntervals:overrideType:", &initOverrideWithoutMode)
       .method("isActiveForDate:", &isActiveForDate)
+      .method(
+          "overrideType", +[](BehaviorOverride* self, SEL) { return self->overrideType; })
+      .method(
+          "mode", +[](BehaviorOverride* self, SEL) { return self->mode; })
       .method("effectiveIntervals", &effectiveIntervals);
   registerArchivable({overrideClass, &encodeOverride, &decodeOverride});
   registerArchivable({intervalClass, &encodeInterval, &decodeInterval});

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -75,6 +76,10 @@ class BulletinBoard {
 
   // What the gateway was last told, as a bit set of override types.
   std::atomic<std::uint64_t> activeOverrideTypes{0};
+
+  // The source that came with it, if one did, and what the gateway sets off in handling it.
+  std::optional<std::uint64_t> lastSource;
+  std::function<void()> whenGatewayLearns;
 
   // How often the server was asked with a feed.
   std::atomic<std::uint64_t> feedQuestions{0};

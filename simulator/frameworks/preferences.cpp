@@ -125,7 +125,7 @@ const CFStringRef kCFPreferencesAnyHost = simulator::constant("kCFPreferencesAny
 
 CFArrayRef CFPreferencesCopyKeyList(CFStringRef application, CFStringRef user,
                                     CFStringRef host) noexcept {
-  if (failsNow(Fault::CFPreferencesCopyKeyList)) return nullptr;
+  if (failsNow(Fault::CFPreferencesCopyKeyList, simulator::toUtf8(application))) return nullptr;
   const auto domain = simulator::visibleDomain(application, user, host);
   if (!domain || domain->entries.empty()) return nullptr;
   auto keys = own(simulator::makeArray());
@@ -135,7 +135,7 @@ CFArrayRef CFPreferencesCopyKeyList(CFStringRef application, CFStringRef user,
 
 CFDictionaryRef CFPreferencesCopyMultiple(CFArrayRef keys, CFStringRef application,
                                           CFStringRef user, CFStringRef host) noexcept {
-  if (failsNow(Fault::CFPreferencesCopyMultiple)) return nullptr;
+  if (failsNow(Fault::CFPreferencesCopyMultiple, simulator::toUtf8(application))) return nullptr;
   const auto domain = simulator::visibleDomain(application, user, host);
   const auto* wanted = as<Array>(keys, "NSArray");
   if (!domain || wanted == nullptr) return nullptr;

@@ -50,6 +50,7 @@ PhoneTest::~PhoneTest() {
 }
 
 void PhoneTest::start() {
+  log();
   library_ = std::make_unique<LoadedLibrary>(HUSHLANE_LIBRARY);
   startLog = log();
 }

@@ -34,9 +34,11 @@ class PhoneTest : public ::testing::Test {
 
   // Loads the library; leaves what it logged in `startLog`.
   void start();
-  // Ends the host, and begins again with the same phone and a library loaded afresh.
-  void restart();
   Texts startLog;
+  // Ends the host: unloads the library, and puts hidden classes and removed methods back.
+  void end();
+  // Both, with the same phone and a library loaded afresh.
+  void restart();
 
   // ---- The host's side ----
 
@@ -76,8 +78,6 @@ class PhoneTest : public ::testing::Test {
   std::string interval();
 
  private:
-  void end();
-
   std::filesystem::path root_;
   std::int64_t aliveBefore_;
   std::int64_t unpooledBefore_;

@@ -1,0 +1,77 @@
+#include "simulator/faults.hpp"
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <limits>
+#include <utility>
+
+#include "simulator/call_trace.hpp"
+
+namespace simulator {
+namespace {
+
+constexpr FaultRow rows[] = {
+#define SIMULATOR_FAULT_ROW(name, operation, gives) {Fault::name, operation, gives},
+    SIMULATOR_FAULTS(SIMULATOR_FAULT_ROW)
+#undef SIMULATOR_FAULT_ROW
+};
+
+constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
+
+// The calls from `first` to `last` fail, both included.
+struct Arming {
+  std::atomic<std::uint64_t> calls{0};
+  std::atomic<std::uint64_t> first{never};
+  std::atomic<std::uint64_t> last{0};
+  std::atomic<bool> hasAction{false};
+  std::function<void()> action;
+};
+
+std::array<Arming, std::size(rows)> armings;
+std::atomic<std::uint64_t> injected{0};
+
+Arming& armingOf(Fault fault) { return armings[static_cast<std::size_t>(fault)]; }
+
+}  // namespace
+
+std::span<const FaultRow> faultTable() { return rows; }
+
+bool failsNow(Fault fault, std::string_view about) noexcept {
+  traceCall(rows[static_cast<std::size_t>(fault)].operation, about);
+  Arming& arming = armingOf(fault);
+  const std::uint64_t call = ++arming.calls;
+  if (arming.hasAction.load() && arming.hasAction.exchange(false))
+    std::exchange(arming.action, nullptr)();
+  if (call < arming.first || call > arming.last) return false;
+  ++injected;
+  return true;
+}
+
+void failAt(Fault fault, std::uint64_t call, bool fromThenOn) {
+  Arming& arming = armingOf(fault);
+  arming.first = arming.calls + call;
+  arming.last = fromThenOn ? never : arming.first.load();
+}
+
+void callBefore(Fault fault, std::function<void()> action) {
+  armingOf(fault).action = std::move(action);
+  armingOf(fault).hasAction = true;
+}
+
+std::uint64_t callsOf(Fault fault) { return armingOf(fault).calls; }
+
+std::uint64_t injectedFailures() { return injected; }
+
+void resetFaults() {
+  for (Arming& arming : armings) {
+    arming.calls = 0;
+    arming.first = never;
+    arming.last = 0;
+    arming.hasAction = false;
+    arming.action = nullptr;
+  }
+  injected = 0;
+}
+
+}  // namespace simulator

@@ -1,0 +1,130 @@
+// Start-up: what the initializer does and in which order, as the platform sees it.
+
+#include <algorithm>
+
+#include "tests/support/phone_test.hpp"
+
+namespace tests {
+namespace {
+
+// The calls that begin with one of these words, in order.
+Texts only(const Texts& calls, const Texts& operations) {
+  Texts kept;
+  for (const std::string& call : calls) {
+    const std::string operation = call.substr(0, call.find(' '));
+    if (std::ranges::find(operations, operation) != operations.end()) kept.push_back(call);
+  }
+  return kept;
+}
+
+class StartUpTest : public PhoneTest {
+ protected:
+  Texts tracedStart() {
+    simulator::startTrace();
+    start();
+    return simulator::stopTrace();
+  }
+};
+
+TEST_F(StartUpTest, HooksThenLogsThenLoadsThenObservesThenStampsTheTime) {
+  set("allowedMessageGroup", std::int64_t{-100});
+  Texts steps =
+      only(tracedStart(), {"MSHookMessageEx", "NSLog", "CFPreferencesCopyKeyList",
+                           "CFPreferencesCopyMultiple", "CFNotificationCenterAddObserver"});
+  EXPECT_EQ(
+      steps,
+      (Texts{"MSHookMessageEx BBSettingsGateway activeBehaviorOverrideTypesChanged:source:",
+             "MSHookMessageEx BBSettingsGateway activeBehaviorOverrideTypesChanged:",
+             "MSHookMessageEx BBServer "
+             "shouldPresentNotificationOfType:fromSenderWithDestinationID:",
+             "MSHookMessageEx BBBehaviorOverride isActiveForDate:",
+             "MSHookMessageEx BBBehaviorOverride initWithOverrideType:mode:effectiveIntervals:",
+             "MSHookMessageEx BBBehaviorOverride initWithEffectiveIntervals:overrideType:",
+             "NSLog HL: starting...", "CFPreferencesCopyKeyList org.mernwick.hushlane",
+             "CFPreferencesCopyMultiple org.mernwick.hushlane",
+             "CFNotificationCenterAddObserver org.mernwick.hushlane.reloadsettings 0",
+             "CFNotificationCenterAddObserver org.mernwick.hushlane.weekdaysettingschanged 0",
+             "CFNotificationCenterAddObserver org.mernwick.hushlane.manualdndenabled 4"}));
+}
+
+TEST_F(StartUpTest, LooksEachClassUpOnceAndStampsTheTimeLast) {
+  const Texts calls = tracedStart();
+  Texts lookUps;
+  for (const char* name : {"BBSettingsGateway", "BBServer", "BBBehaviorOverride"}) {
+    const std::string call = std::string("objc_getClass ") + name;
+    EXPECT_EQ(std::ranges::count(calls, call), 1) << name;
+  }
+  const auto firstOf = [&](const std::string& call) { return std::ranges::find(calls, call); };
+  EXPECT_LT(firstOf("objc_autoreleasePoolPush"), firstOf("objc_getClass BBSettingsGateway"));
+  EXPECT_LT(firstOf("objc_autoreleasePoolPop"), firstOf("NSLog HL: starting..."));
+  EXPECT_EQ(std::ranges::count(calls, "CFNotificationCenterGetDarwinNotifyCenter"), 3);
+  EXPECT_EQ(calls.back(), "message NSDate init");
+}
+
+TEST_F(StartUpTest, IsLoggedOnceAndLeavesTheRestAsLoaded) {
+  start();
+  EXPECT_EQ(startLog, (Texts{"HL: starting...", "HL: unable to get preferences"}));
+  EXPECT_EQ(integer("allowedMessageGroup"), 0);
+  EXPECT_EQ(integer("maxNumOfDigitsToCompare"), 0);
+  EXPECT_FALSE(boolean("isDNDActive"));
+  EXPECT_EQ(object("daysForSuppressingScheduler"), nullptr);
+  EXPECT_EQ(object("manualDNDEnabledTime"), nullptr);
+  const auto* const stamped = simulator::as<simulator::Date>(object("ctorTime"), "NSDate");
+  ASSERT_NE(stamped, nullptr);
+  EXPECT_EQ(stamped->sinceReferenceDate, simulator::Clock::sinceReferenceDate(phone().clock.now()));
+}
+
+// Whatever class the host lacks, the other entries are installed and start-up goes on.
+TEST_F(StartUpTest, GetsByWithoutAnyOfTheClasses) {
+  const struct {
+    const char* missing;
+    bool tracksDnd, gates, suppresses;
+  } rows[] = {{"BBServer", true, false, true},
+              {"BBSettingsGateway", false, true, true},
+              {"BBBehaviorOverride", true, true, false}};
+  set("allowedMessageGroup", std::int64_t{-100});
+  set("schedulerWeekday_7", false);
+  phone().bulletinBoard.setSchedule(
+      simulator::DailyPeriod{std::chrono::hours(19), std::chrono::hours(23)});
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.missing);
+    end();
+    simulator::hideClass(row.missing);
+    start();
+    EXPECT_EQ(startLog, (Texts{"HL: starting..."}));
+    EXPECT_EQ(phone().notifications.observers().size(), 3u);
+    EXPECT_NE(object("ctorTime"), nullptr);
+    phone().bulletinBoard.reportOverrideTypes(1, 0);
+    EXPECT_EQ(boolean("isDNDActive"), row.tracksDnd);
+    value<bool>("isDNDActive") = true;
+    EXPECT_EQ(message("anybody"), row.gates);
+    EXPECT_EQ(phone().bulletinBoard.scheduleActiveAt(phone().clock.now()), !row.suppresses);
+  }
+}
+
+TEST_F(StartUpTest, HearsNothingThatWasPostedBefore) {
+  phone().notifications.post("org.mernwick.hushlane.manualdndenabled");
+  start();
+  phone().notifications.runMainLoop();
+  EXPECT_EQ(object("manualDNDEnabledTime"), nullptr);
+}
+
+TEST_F(StartUpTest, TwoManualNotificationsLeaveOneDate) {
+  start();
+  const auto dates = [] { return simulator::liveObjectsByClass()["NSDate"]; };
+  const std::int64_t before = dates();
+  for (const bool logged : {false, true}) {
+    debugLogging(logged);
+    phone().advance(std::chrono::hours(1));
+    phone().post("org.mernwick.hushlane.manualdndenabled");
+    EXPECT_EQ(log(), logged ? Texts{"HL: got the manul dnd notification"} : Texts{});
+    EXPECT_EQ(dates(), before + 1);
+    EXPECT_FALSE(boolean("isDNDActive"));
+    EXPECT_EQ(simulator::as<simulator::Date>(object("manualDNDEnabledTime"), "NSDate")
+                  ->sinceReferenceDate,
+              simulator::Clock::sinceReferenceDate(phone().clock.now()));
+  }
+}
+
+}  // namespace
+}  // namespace tests

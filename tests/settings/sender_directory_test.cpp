@@ -1,0 +1,134 @@
+// What the library takes from the address book: the members of the chosen group, and all groups.
+
+#include "tests/support/phone_test.hpp"
+
+namespace tests {
+namespace {
+
+using simulator::Fault;
+
+class SenderDirectoryTest : public PhoneTest {
+ protected:
+  void expectNobody() {
+    EXPECT_EQ(texts("privilegedMessageSenderIDs"), Texts{});
+    EXPECT_EQ(texts("privilegedMessageSenderPhones"), Texts{});
+    EXPECT_EQ(texts("privilegedMessageSenderEmails"), Texts{});
+  }
+};
+
+TEST_F(SenderDirectoryTest, KeepsDigitsAndAddressesInTheOrderOfTheBook) {
+  const std::string thai = "\u0e51\u0e52\u0e53 12";
+  const std::string longAddress = std::string(100'000, 'a') + "@example.org";
+  chooseGroup({{0, "Zoe", {"+1 (555) 123-4567", "555.123.4567 ext. 89", "call me"}, {}},
+               {0, "Anna", {thai, "555.123.4567 ext. 89"}, {" Anna@Example.org ", longAddress}},
+               {0, "Ben", {}, {" Anna@Example.org "}}});
+  start();
+  EXPECT_EQ(texts("privilegedMessageSenderIDs"), (Texts{"1", "2", "3"}));
+  EXPECT_EQ(texts("privilegedMessageSenderPhones"),
+            (Texts{"15551234567", "555123456789", "", "12", "555123456789"}));
+  EXPECT_EQ(texts("privilegedMessageSenderEmails"),
+            (Texts{" Anna@Example.org ", longAddress, " Anna@Example.org "}));
+}
+
+TEST_F(SenderDirectoryTest, FollowsTheBookOnlyAtALoad) {
+  const std::int32_t first = chooseGroup({{0, "Anna", {"1"}, {}}});
+  start();
+  const std::int32_t second = chooseGroup({{0, "Ben", {"2"}, {"b@b"}}});
+  EXPECT_EQ(texts("privilegedMessageSenderPhones"), Texts{"1"});
+  reload();
+  EXPECT_EQ(texts("privilegedMessageSenderPhones"), Texts{"2"});
+  for (const std::int64_t empty : {std::int64_t{second} + 1, std::int64_t{-100}, std::int64_t{0}}) {
+    set("allowedMessageGroup", std::int64_t{first});
+    reload();
+    EXPECT_EQ(texts("privilegedMessageSenderPhones"), Texts{"1"});
+    log();
+    set("allowedMessageGroup", empty);
+    reload();
+    expectNobody();
+    EXPECT_EQ(log(), Texts{});
+  }
+}
+
+// Each failure leaves the group empty and the rest of the load in force; only a book that can't
+// be opened is worth a line.
+TEST_F(SenderDirectoryTest, LeavesTheGroupEmptyWhenTheBookFails) {
+  chooseGroup({{0, "Anna", {"1"}, {"a@b"}}});
+  set("schedulerWeekday_5", false);
+  start();
+  const struct {
+    Fault fault;
+    bool logged;
+  } rows[] = {{Fault::ABAddressBookCreateWithOptions, true},
+              {Fault::ABAddressBookRequestAccessWithCompletion, false},
+              {Fault::ABAddressBookGetGroupWithRecordID, false},
+              {Fault::ABGroupCopyArrayOfAllMembers, false},
+              {Fault::dispatch_semaphore_create, false}};
+  const Texts opening = {"HL: unable to get addressbook for caching privileged message senders!"};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(static_cast<int>(row.fault));
+    simulator::failAt(row.fault, 1);
+    reload();
+    expectNobody();
+    EXPECT_EQ(log(), row.logged ? opening : Texts{});
+    EXPECT_EQ(texts("daysForSuppressingScheduler"), Texts{"5"});
+    reload();
+    EXPECT_EQ(texts("privilegedMessageSenderPhones"), Texts{"1"});
+  }
+}
+
+TEST_F(SenderDirectoryTest, GetsByWithoutAMembersValues) {
+  chooseGroup({{0, "Anna", {"1", "2"}, {"a@b"}}, {0, "Ben", {"3"}, {"c@d"}}});
+  start();
+  const struct {
+    Fault fault;
+    Texts phones, emails;
+  } rows[] = {{Fault::ABMultiValueGetCount, {"3"}, {"a@b", "c@d"}},
+              {Fault::ABMultiValueCopyValueAtIndex, {"2", "3"}, {"a@b", "c@d"}},
+              {Fault::ABMultiValueCopyArrayOfAllValues, {"1", "2", "3"}, {"c@d"}},
+              {Fault::ABRecordCopyValue, {"3"}, {"a@b", "c@d"}}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(static_cast<int>(row.fault));
+    simulator::failAt(row.fault, 1);
+    reload();
+    EXPECT_EQ(texts("privilegedMessageSenderIDs"), (Texts{"1", "2"}));
+    EXPECT_EQ(texts("privilegedMessageSenderPhones"), row.phones);
+    EXPECT_EQ(texts("privilegedMessageSenderEmails"), row.emails);
+  }
+}
+
+TEST_F(SenderDirectoryTest, ListsTheGroupsInThePlatformsOrder) {
+  start();
+  EXPECT_EQ(groups(), Texts{});
+  phone().addressBook.addGroup("Zoo", {});
+  phone().addressBook.addGroup("Family", {});
+  EXPECT_EQ(groups(), (Texts{"1 Zoo", "2 Family"}));
+  simulator::failAt(Fault::ABRecordCopyCompositeName, 1);
+  EXPECT_EQ(groups(), (Texts{"1 ", "2 Family"}));
+  log();
+  for (const Fault fault :
+       {Fault::ABAddressBookCreateWithOptions, Fault::ABAddressBookRequestAccessWithCompletion,
+        Fault::ABAddressBookCopyArrayOfAllGroups, Fault::dispatch_semaphore_create}) {
+    simulator::failAt(fault, 1);
+    EXPECT_EQ(groups(), Texts{}) << static_cast<int>(fault);
+  }
+  EXPECT_EQ(log(), Texts{});
+}
+
+// What the user turns off in the phone itself, rather than a call that fails once.
+TEST_F(SenderDirectoryTest, RespectsTheUsersAnswer) {
+  chooseGroup({{0, "Anna", {"1"}, {"a@b"}}});
+  phone().addressBook.accessGranted = false;
+  start();
+  EXPECT_EQ(startLog, Texts{"HL: starting..."});
+  expectNobody();
+  phone().addressBook.accessGranted = true;
+  phone().addressBook.present = false;
+  reload();
+  expectNobody();
+  phone().addressBook.present = true;
+  reload();
+  EXPECT_EQ(texts("privilegedMessageSenderEmails"), Texts{"a@b"});
+}
+
+}  // namespace
+}  // namespace tests
