@@ -364,6 +364,7 @@ Owned<Object> fromNode(plist_t node) {
 
 Owned<Object> readXml(std::string_view text) {
   refuseDeepXml(text);
+  if (text.find("</plist>") == std::string_view::npos) throw Malformed("truncated");
   plist_t tree = nullptr;
   plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &tree);
   const Node root(tree);

@@ -119,8 +119,9 @@ std::int32_t AddressBookStore::addGroup(const std::string& name,
 }
 
 void AddressBookStore::addFavourite(const std::string& value) {
+  const auto current = readFavourites(favourites());
   const auto list = own(makeMutableArray());
-  for (const id entry : readFavourites(favourites())->items) append(list.get(), entry);
+  for (const id entry : current->items) append(list.get(), entry);
   const auto entry = own(makeDictionary());
   store(entry.get(), own(makeString("Value")).get(), own(makeString(value)).get());
   append(list.get(), entry.get());

@@ -118,6 +118,7 @@ AddressBookDatabase::AddressBookDatabase(const std::filesystem::path& file, Acce
   }
   if (!exists) execute(std::string("BEGIN;") + schema + "COMMIT;");
   requireSchema();
+  if (exists) refuseHalfPages();
 }
 
 void AddressBookDatabase::openFile(const std::string& name, int flags) {
@@ -129,6 +130,15 @@ void AddressBookDatabase::openFile(const std::string& name, int flags) {
   sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, longestValue);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+}
+
+// SQLite itself takes the missing end of a truncated file's last page for zeros.
+void AddressBookDatabase::refuseHalfPages() const {
+  Statement page(*this, "PRAGMA page_size");
+  page.next();
+  if (std::filesystem::file_size(file_) % static_cast<std::uintmax_t>(page.integer(0)) != 0) {
+    throw DeviceError(file_, "not a whole number of pages; expected an SQLite database");
+  }
 }
 
 void AddressBookDatabase::fail() const {
@@ -151,7 +161,11 @@ void AddressBookDatabase::requireSchema() const {
 
 std::set<std::string> AddressBookDatabase::columnsOf(const std::string& table) const {
   std::set<std::string> names;
-  Statement columns(*this, "SELECT name FROM pragma_table_info('" + table + "')");
+  // A view could be made to give rows without end.
+  Statement columns(*this,
+                    "SELECT c.name FROM sqlite_master t JOIN pragma_table_info(t.name) c"
+                    " WHERE t.type = 'table' AND t.name = ?1");
+  columns.bind(1, table);
   while (columns.next()) names.emplace(columns.text(0).value_or(""));
   return names;
 }

@@ -66,6 +66,7 @@ class AddressBookDatabase {
   using Field = std::pair<const char*, std::variant<std::int64_t, std::string>>;
 
   void openFile(const std::string& name, int flags);
+  void refuseHalfPages() const;
   void requireSchema() const;
   std::set<std::string> columnsOf(const std::string& table) const;
   std::string nameColumns() const;
