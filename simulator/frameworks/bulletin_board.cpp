@@ -142,17 +142,6 @@ id decodeInterval(KeyedCoder& coder) {
   return interval;
 }
 
-Owned<Object> makeScheduledOverride(const DailyPeriod& period) {
-  const Owned<EffectiveInterval> interval = own(make<EffectiveInterval>(classNamed(intervalClass)));
-  interval->period = period;
-  const Owned<Array> intervals = own(makeArray());
-  append(intervals.get(), interval.get());
-  const id allocated = message(classNamed(overrideClass), "alloc");
-  return own(header(message(
-      allocated, "initWithOverrideType:mode:effectiveIntervals:", std::int64_t{scheduledOverride},
-      std::int64_t{0}, static_cast<id>(intervals.get()))));
-}
-
 }  // namespace
 
 void defineBulletinBoard() {
@@ -191,6 +180,20 @@ std::string toText(const DailyPeriod& period) {
   std::snprintf(text, sizeof text, "%02ld:%02ld-%02ld:%02ld", hours(period.from), rest(period.from),
                 hours(period.to), rest(period.to));
   return text;
+}
+
+Owned<Object> makeOverride(const std::vector<DailyPeriod>& periods) {
+  const Owned<Array> intervals = own(makeArray());
+  for (const DailyPeriod& period : periods) {
+    const Owned<EffectiveInterval> interval =
+        own(make<EffectiveInterval>(classNamed(intervalClass)));
+    interval->period = period;
+    append(intervals.get(), interval.get());
+  }
+  const id allocated = message(classNamed(overrideClass), "alloc");
+  return own(header(message(
+      allocated, "initWithOverrideType:mode:effectiveIntervals:", std::int64_t{scheduledOverride},
+      std::int64_t{0}, static_cast<id>(intervals.get()))));
 }
 
 std::string intervalText(id interval) {
@@ -257,7 +260,7 @@ void BulletinBoard::setSchedule(const std::optional<DailyPeriod>& period) {
   overrides_.clear();
   const Owned<Array> stored = own(makeArray());
   if (period) {
-    overrides_.push_back(makeScheduledOverride(*period));
+    overrides_.push_back(makeOverride({*period}));
     const Owned<Data> data =
         own(makeData(archive(overrides_.back().get(), PropertyListForm::binary)));
     append(stored.get(), data.get());

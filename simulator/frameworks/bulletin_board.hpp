@@ -100,6 +100,9 @@ class BulletinBoard {
   bool manual_ = false;
 };
 
+// A scheduled override with one effective interval for each period.
+Owned<Object> makeOverride(const std::vector<DailyPeriod>& periods);
+
 // "22:00-07:00" for an effective interval of an override, whatever it is otherwise "".
 std::string intervalText(id interval);
 
