@@ -33,9 +33,9 @@ id objectAtIndex(Array* self, SEL, NSUInteger index) {
 
 BOOL containsString(const Array* array, const String* wanted) {
   for (const id item : array->items) {
-    if (item == wanted) return true;
     const String* string = asString(item);
-    if (string != nullptr && equalStrings(string, wanted)) return true;
+    if (string == nullptr || string->length != wanted->length) continue;
+    if (equalStrings(string, wanted)) return true;
   }
   return false;
 }

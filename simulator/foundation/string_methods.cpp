@@ -12,12 +12,14 @@
 namespace simulator {
 namespace {
 
+[[noreturn]] void raiseNil(const char* method) {
+  throw PlatformException("NSInvalidArgumentException",
+                          std::string("-[NSString ") + method + "]: nil argument");
+}
+
 const String* argument(id object, const char* method) {
   const String* string = asString(object);
-  if (string == nullptr) {
-    throw PlatformException("NSInvalidArgumentException",
-                            std::string("-[NSString ") + method + "]: nil argument");
-  }
+  if (string == nullptr) raiseNil(method);
   return string;
 }
 
@@ -106,14 +108,17 @@ const char* utf8String(String* self, SEL) {
 
 // ---- Comparing and searching -------------------------------------------------------------------
 
+// Whether `wanted`, which is not empty, stands at the position; it must fit in there. Most
+// strings that differ do so in their last unit, so that one is asked first.
 bool matchesAt(const String* string, std::size_t position, const String* wanted) {
-  if (wanted->length > string->length || position > string->length - wanted->length) return false;
+  const std::size_t last = wanted->length - 1;
+  if (string->at(position + last) != wanted->at(last)) return false;
   if (string->wide == wanted->wide) {
     const std::size_t unit = string->wide ? sizeof(char16_t) : 1;
     const std::uint8_t* from = string->narrowUnits() + position * unit;
-    return std::memcmp(from, wanted->narrowUnits(), wanted->length * unit) == 0;
+    return std::memcmp(from, wanted->narrowUnits(), last * unit) == 0;
   }
-  for (std::size_t i = 0; i < wanted->length; ++i) {
+  for (std::size_t i = 0; i < last; ++i) {
     if (string->at(position + i) != wanted->at(i)) return false;
   }
   return true;
@@ -121,7 +126,8 @@ bool matchesAt(const String* string, std::size_t position, const String* wanted)
 
 BOOL hasPrefix(String* self, SEL, id prefix) {
   const String* wanted = argument(prefix, "hasPrefix:");
-  return wanted->length > 0 && matchesAt(self, 0, wanted);
+  if (wanted->length == 0 || wanted->length > self->length) return false;
+  return matchesAt(self, 0, wanted);
 }
 
 BOOL hasSuffix(String* self, SEL, id suffix) {
@@ -227,6 +233,7 @@ void defineStrings() {
       .method("UTF8String", &utf8String)
       .method(
           "description", +[](id self, SEL) { return objc_autorelease(objc_retain(self)); });
+  definedStringClass = classNamed("NSString");
 }
 
 }  // namespace simulator

@@ -74,6 +74,12 @@ void destroy(Object* object) {
   }
 }
 
+// Apart from the look-up of a known method, which is every message's way and must stay short.
+[[gnu::noinline]] IMP lookUpSlowly(Class type, SEL selector) {
+  traceCall("message", record(type).name, selector->name);
+  return ClassTable::shared().lookUp(record(type), selector);
+}
+
 [[noreturn]] void stopAtMisuse(const Object* object, const char* what) {
   fatal(record(object->isa).name + ": " + what);
 }
@@ -171,13 +177,12 @@ Class object_getClass(id object) noexcept {
 SEL sel_registerName(const char* name) noexcept { return ClassTable::shared().selector(name); }
 
 IMP class_getMethodImplementation(Class type, SEL selector) noexcept {
-  simulator::ClassRecord& record = simulator::record(type);
-  simulator::traceCall("message", record.name, selector->name);
   if (selector->index < simulator::ClassRecord::cachedSelectors) {
-    const IMP found = record.found[selector->index].load(std::memory_order_acquire);
-    if (found != nullptr) return found;
+    const IMP found =
+        simulator::record(type).found[selector->index].load(std::memory_order_acquire);
+    if (found != nullptr && !simulator::tracing.load(std::memory_order_relaxed)) return found;
   }
-  return ClassTable::shared().lookUp(record, selector);
+  return simulator::lookUpSlowly(type, selector);
 }
 
 BOOL class_respondsToSelector(Class type, SEL selector) noexcept {

@@ -83,6 +83,7 @@ TEST_F(FoundationTest, Utf8SurvivesAndMalformedBytesDoNot) {
       {"plain", 5, "plain"},
       {"caf\u00e9", 4, "caf\u00e9"},
       {"\u20ac\u0101", 2, "\u20ac\u0101"},
+      {"\u0100", 1, "\u0100"},
       {"\U0001F4F1!", 3, "\U0001F4F1!"},
       {"\xff!", 2, "\ufffd!"},
       {"\xc0\x80", 2, "\ufffd\ufffd"},            // overlong
@@ -117,6 +118,7 @@ TEST_F(FoundationTest, PrefixesSuffixesAndPlaces) {
       {"12\u20ac", "12", true, false, 0},
       {"12", "\u20ac", false, false, NSNotFound},
       {"\u20ac\u20ad", "\u20ad", false, true, 1},
+      {"\u20acab\u20ad", "ab\u20ad", false, true, 1},
       {"caf\u00e9", "cafe\u0301", false, false, NSNotFound},  // unit for unit
   };
   for (const auto& [string, part, prefix, suffix, place] : cases) {
@@ -223,10 +225,11 @@ TEST_F(FoundationTest, EqualObjectsHaveEqualHashes) {
       {number(1), real(1.5), false},
       {number(large), real(static_cast<double>(large)), false},
       {number(std::numeric_limits<std::int64_t>::max()), real(0x1p63), false},
+      {number(std::numeric_limits<std::int64_t>::min()), real(0x1p63), false},
       {number(3), text("3"), false},
       {text("3"), number(3), false},
       {text("\u20ac"), text("\u20ac"), true},
-      {text("ac"), text("\u20ac"), false},
+      {text("ac"), text("\u6361\u6361"), false},
       {text("a"), text("ab"), false},
       {list({number(1), text("a")}), list({real(1), text("a")}), true},
       {list({number(1)}), list({number(1), number(1)}), false},
@@ -374,8 +377,8 @@ TEST_F(FoundationTest, Formats) {
 
 TEST_F(FoundationTest, Descriptions) {
   const auto dictionary = own(makeDictionary());
-  store(dictionary.get(), text("b"), list({number(1), text("a@b \"c\"")}));
   store(dictionary.get(), text("a"), real(0.1));
+  store(dictionary.get(), text("b"), list({number(1), text("a@b \"c\"")}));
   const std::pair<id, std::string> cases[] = {
       {list({}), "(\n)"},
       {list({text("15551234567"), text(""), boolean(true)}),
@@ -426,6 +429,7 @@ TEST_F(FoundationTest, WeekdaysAreThoseOfTheLocalDay) {
   }
   EXPECT_EQ(Clock::fromReferenceDate(-0.5),
             date::sys_days(2000_y / 12 / 31) + std::chrono::seconds(86399));
+  EXPECT_EQ(Clock::fromReferenceDate(std::nan("")), Clock::fromReferenceDate(0));
   failAt(Fault::currentCalendar, 1);
   EXPECT_EQ(message(classNamed("NSCalendar"), "currentCalendar"), nullptr);
 }

@@ -142,6 +142,7 @@ TEST_F(RuntimeTest, NothingIsReplacedWithoutClassOrMethod) {
   EXPECT_FALSE(replaceLegs("Dog"));
   EXPECT_EQ(classNamed("Dog"), object_getClass(dog.get()));
   restoreRuntime();
+  EXPECT_EQ(objc_getClass("Dog"), object_getClass(dog.get()));
 
   removeMethod("Dog", "legs");
   EXPECT_FALSE(class_respondsToSelector(classNamed("Dog"), sel_registerName("legs")));
