@@ -10,9 +10,16 @@ namespace home_screen {
 
 Player::Player(simulator::Device& device, std::filesystem::path library, bool trace)
     : device_(device), libraryFile_(std::move(library)), trace_(trace) {
+  simulator::keepZombies(true);
   for (const simulator::Person& person : device.addressBook.people()) {
     recordIds_.emplace(person.name, person.id);
   }
+}
+
+Player::~Player() {
+  library_.reset();
+  simulator::forgetZombies();
+  simulator::keepZombies(false);
 }
 
 Outcome Player::start() {
@@ -33,6 +40,7 @@ Outcome Player::run(const Statement& statement) {
   } catch (const simulator::PlatformException& exception) {
     outcome.output = {fmt::format("raised {}", exception.what())};
   }
+  simulator::forgetZombies();
   outcome.log = device_.log.take();
   if (!expectation) previous_ = outcome;
   return outcome;

@@ -1,7 +1,8 @@
 // Plays the statements of a scenario on the phone, with the library in it.
 //
 // The thread of the home screen. The device must outlive the player, which unloads the library at
-// its end.
+// its end. While it lives, freed objects are kept to the end of each command, so that a library
+// that still uses one stops the program with a message.
 #pragma once
 
 #include <cstdint>
@@ -33,6 +34,9 @@ class Player {
  public:
   // With `trace`, the library's debug logging is set again after each load of its settings.
   Player(simulator::Device& device, std::filesystem::path library, bool trace);
+  Player(const Player&) = delete;
+  Player& operator=(const Player&) = delete;
+  ~Player();
 
   // Starts the host, which loads the library. Throws std::runtime_error when it can't be loaded.
   Outcome start();
