@@ -8,9 +8,8 @@
 namespace simulator {
 namespace {
 
-using date::operator""_y;
-
-constexpr date::sys_seconds referenceDate = date::sys_days(date::year_month_day(2001_y / 1 / 1));
+constexpr date::sys_seconds referenceDate =
+    date::sys_days(date::year_month_day(date::year(2001) / 1 / 1));
 
 // No calendar reaches further than this many seconds from the reference date, some 30,000 years.
 constexpr double furthest = 9e11;
@@ -18,7 +17,7 @@ constexpr double furthest = 9e11;
 }  // namespace
 
 Clock::Clock()
-    : now_(date::sys_days(2026_y / 11 / 21) + std::chrono::hours(20)),
+    : now_(date::sys_days(date::year(2026) / 11 / 21) + std::chrono::hours(20)),
       zone_(date::locate_zone("Etc/UTC")) {}
 
 void Clock::setTimeZone(const std::string& name) { zone_ = date::locate_zone(name); }

@@ -164,15 +164,15 @@ std::string describe(id object) {
   return text;
 }
 
-std::string formatted(std::string_view format, va_list source) {
-  Arguments arguments(source);
+std::string formatted(std::string_view format, va_list arguments) {
+  Arguments remaining(arguments);
   std::string text;
   for (;;) {
     const std::size_t percent = format.find('%');
     text += format.substr(0, percent);
     if (percent == std::string_view::npos) return text;
     const std::string_view conversion = conversionOf(format.substr(percent + 1));
-    text += convert(conversion, arguments);
+    text += convert(conversion, remaining);
     format.remove_prefix(percent + 1 + conversion.size());
   }
 }

@@ -76,14 +76,13 @@ String* makeImmortalString(std::string_view utf8) {
   return string;
 }
 
-std::string toUtf8(id object) {
-  const String* string = asString(object);
-  if (string == nullptr) return {};
-  if (string->wide) return utf8FromUtf16({string->wideUnits(), string->length});
-  const std::string_view bytes(reinterpret_cast<const char*>(string->narrowUnits()),
-                               string->length);
+std::string toUtf8(id string) {
+  const String* text = asString(string);
+  if (text == nullptr) return {};
+  if (text->wide) return utf8FromUtf16({text->wideUnits(), text->length});
+  const std::string_view bytes(reinterpret_cast<const char*>(text->narrowUnits()), text->length);
   if (isAscii(bytes)) return std::string(bytes);
-  const std::u16string units(string->narrowUnits(), string->narrowUnits() + string->length);
+  const std::u16string units(text->narrowUnits(), text->narrowUnits() + text->length);
   return utf8FromUtf16(units);
 }
 
@@ -93,7 +92,7 @@ bool equalStrings(const String* left, const String* right) {
   // Every string is as narrow as it can be, so equal ones have the same width.
   if (left->length != right->length || left->wide != right->wide) return false;
   const std::size_t unit = left->wide ? sizeof(char16_t) : 1;
-  return std::memcmp(left + 1, right + 1, left->length * unit) == 0;
+  return std::memcmp(left->narrowUnits(), right->narrowUnits(), left->length * unit) == 0;
 }
 
 }  // namespace simulator

@@ -14,7 +14,7 @@ struct Animal : Object {
 };
 
 struct Parrot : Animal {
-  explicit Parrot(int age_) : age(age_) {}
+  explicit Parrot(int years) : age(years) {}
   int age;
 };
 
@@ -209,6 +209,7 @@ TEST_F(RuntimeTest, OtherThreadsSeeTheOldOrTheNewMethod) {
   std::atomic<bool> ending{false};
   std::atomic<int> wrong{0};
   std::vector<std::thread> readers;
+  readers.reserve(4);
   for (int i = 0; i < 4; ++i) {
     readers.emplace_back([&] {
       while (!ending) {
