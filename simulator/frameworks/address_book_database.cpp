@@ -117,13 +117,13 @@ AddressBookDatabase::AddressBookDatabase(const std::filesystem::path& file, Acce
              exists ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE);
   }
   if (!exists) execute(std::string("BEGIN;") + schema + "COMMIT;");
-  requireSchema();
+  readSchema();
   if (exists) refuseHalfPages();
 }
 
 void AddressBookDatabase::openFile(const std::string& name, int flags) {
   sqlite3* opened = nullptr;
-  const int result = sqlite3_open_v2(name.c_str(), &opened, flags, nullptr);
+  const int result = sqlite3_open_v2(name.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   connection_.reset(opened);
   if (result != SQLITE_OK) fail();
   sqlite3_progress_handler(opened, longestStatement, &giveUp, nullptr);
@@ -148,26 +148,21 @@ void AddressBookDatabase::fail() const {
   throw DeviceError(file_, what + "; expected an address book, an SQLite database");
 }
 
-void AddressBookDatabase::requireSchema() const {
+// Tables alone: a view could be made to give rows without end.
+void AddressBookDatabase::readSchema() {
+  Statement columns(*this,
+                    "SELECT t.name, c.name FROM sqlite_master t JOIN pragma_table_info(t.name) c"
+                    " WHERE t.type = 'table'");
+  while (columns.next()) {
+    columns_[std::string(columns.text(0).value_or(""))].emplace(columns.text(1).value_or(""));
+  }
   for (const Requirement& required : requirements) {
-    const std::set<std::string> columns = columnsOf(required.table);
     for (const char* column : required.columns) {
-      if (columns.contains(column)) continue;
+      if (columns_[required.table].contains(column)) continue;
       throw DeviceError(file_, std::string("an SQLite database, but no address book; expected a ") +
                                    "table " + required.table + " with a column " + column);
     }
   }
-}
-
-std::set<std::string> AddressBookDatabase::columnsOf(const std::string& table) const {
-  std::set<std::string> names;
-  // A view could be made to give rows without end.
-  Statement columns(*this,
-                    "SELECT c.name FROM sqlite_master t JOIN pragma_table_info(t.name) c"
-                    " WHERE t.type = 'table' AND t.name = ?1");
-  columns.bind(1, table);
-  while (columns.next()) names.emplace(columns.text(0).value_or(""));
-  return names;
 }
 
 void AddressBookDatabase::execute(const std::string& sql) const {
@@ -177,7 +172,7 @@ void AddressBookDatabase::execute(const std::string& sql) const {
 // ---- Reading -----------------------------------------------------------------------------------
 
 std::string AddressBookDatabase::nameColumns() const {
-  const std::set<std::string> columns = columnsOf("ABPerson");
+  const std::set<std::string>& columns = columns_.at("ABPerson");
   std::string list = "p.ROWID";
   for (const char* name : {"First", "Middle", "Last", "Organization"}) {
     list += columns.contains(name) ? std::string(", p.") + name : ", NULL";
@@ -283,7 +278,7 @@ bool AddressBookDatabase::anyValue(const std::function<bool(std::string_view)>& 
 // default that only their own SQLite can compute.
 std::int64_t AddressBookDatabase::insert(const std::string& table,
                                          const std::vector<Field>& fields) {
-  const std::set<std::string> columns = columnsOf(table);
+  const std::set<std::string>& columns = columns_.at(table);
   std::string names;
   std::string values;
   std::vector<const Field*> used;

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -67,8 +68,7 @@ class AddressBookDatabase {
 
   void openFile(const std::string& name, int flags);
   void refuseHalfPages() const;
-  void requireSchema() const;
-  std::set<std::string> columnsOf(const std::string& table) const;
+  void readSchema();
   std::string nameColumns() const;
   std::vector<PersonRow> persons(Statement& rows, Statement& values) const;
   void execute(const std::string& sql) const;
@@ -81,6 +81,7 @@ class AddressBookDatabase {
 
   std::filesystem::path file_;
   std::unique_ptr<sqlite3, Close> connection_;
+  std::map<std::string, std::set<std::string>> columns_;  // by table
 };
 
 }  // namespace simulator
