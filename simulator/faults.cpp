@@ -13,9 +13,11 @@ namespace {
 
 constexpr FaultRow rows[] = {
 #define SIMULATOR_FAULT_ROW(name, operation, gives) {Fault::name, operation, gives},
-    SIMULATOR_FAULTS(SIMULATOR_FAULT_ROW)
+    SIMULATOR_FAULTS(SIMULATOR_FAULT_ROW) SIMULATOR_MESSAGE_FAULTS(SIMULATOR_FAULT_ROW)
 #undef SIMULATOR_FAULT_ROW
 };
+
+constexpr auto firstMessageFault = static_cast<std::size_t>(Fault::class_respondsToSelector);
 
 constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
 
@@ -33,6 +35,10 @@ std::atomic<std::uint64_t> injected{0};
 
 Arming& armingOf(Fault fault) { return armings[static_cast<std::size_t>(fault)]; }
 
+void watch(Fault fault) {
+  if (static_cast<std::size_t>(fault) >= firstMessageFault) messagesMayFail = true;
+}
+
 }  // namespace
 
 std::span<const FaultRow> faultTable() { return rows; }
@@ -48,13 +54,22 @@ bool failsNow(Fault fault, std::string_view about) noexcept {
   return true;
 }
 
+std::optional<Fault> messageFault(std::string_view selector) noexcept {
+  for (const FaultRow& row : faultTable().subspan(firstMessageFault)) {
+    if (row.operation == selector) return row.fault;
+  }
+  return std::nullopt;
+}
+
 void failAt(Fault fault, std::uint64_t call, bool fromThenOn) {
+  watch(fault);
   Arming& arming = armingOf(fault);
   arming.first = arming.calls + call;
   arming.last = fromThenOn ? never : arming.first.load();
 }
 
 void callBefore(Fault fault, std::function<void()> action) {
+  watch(fault);
   armingOf(fault).action = std::move(action);
   armingOf(fault).hasAction = true;
 }
@@ -72,6 +87,7 @@ void resetFaults() {
     arming.action = nullptr;
   }
   injected = 0;
+  messagesMayFail = false;
 }
 
 }  // namespace simulator

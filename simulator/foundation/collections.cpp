@@ -205,7 +205,7 @@ void append(Array* array, id item) {
 
 std::size_t ObjectHash::operator()(id object) const {
   static const SEL selector = sel_registerName("hash");
-  const IMP hash = class_getMethodImplementation(object_getClass(object), selector);
+  const IMP hash = methodOf(object_getClass(object), selector);
   return reinterpret_cast<NSUInteger (*)(id, SEL)>(hash)(object, selector);
 }
 
@@ -213,7 +213,7 @@ bool ObjectEqual::operator()(id left, id right) const {
   if (left == right) return true;
   if (left == nullptr || right == nullptr) return false;
   static const SEL selector = sel_registerName("isEqual:");
-  const IMP isEqual = class_getMethodImplementation(object_getClass(left), selector);
+  const IMP isEqual = methodOf(object_getClass(left), selector);
   return reinterpret_cast<BOOL (*)(id, SEL, id)>(isEqual)(left, selector, right);
 }
 

@@ -245,7 +245,7 @@ bool BulletinBoard::arrives(int type, const std::optional<std::string>& sender) 
       sel_registerName("shouldPresentNotificationOfType:fromSenderWithDestinationID:");
   const AutoreleasePool pool;
   const Owned<String> destinationId = sender ? own(makeString(*sender)) : Owned<String>();
-  const IMP decision = class_getMethodImplementation(object_getClass(server()), question);
+  const IMP decision = methodOf(object_getClass(server()), question);
   return reinterpret_cast<BOOL (*)(id, SEL, int, id)>(decision)(server(), question, type,
                                                                 destinationId.get());
 }

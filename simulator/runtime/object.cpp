@@ -74,10 +74,21 @@ void destroy(Object* object) {
   }
 }
 
-// Apart from the look-up of a known method, which is every message's way and must stay short.
-[[gnu::noinline]] IMP lookUpSlowly(Class type, SEL selector) {
+// As an initializer does that fails: it has taken over the object, and gives none back.
+id failToInitialize(id allocated, SEL) {
+  objc_release(allocated);
+  return nullptr;
+}
+
+id giveNothing(id, SEL) { return nullptr; }
+
+// A look-up by the library while somebody listens or a message may fail.
+[[gnu::noinline]] IMP lookUpWatched(Class type, SEL selector) {
   traceCall("message", record(type).name, selector->name);
-  return ClassTable::shared().lookUp(record(type), selector);
+  const std::optional<Fault> fault = messageFault(selector->name);
+  if (!messagesMayFail || !fault || !failsNow(*fault)) return methodOf(type, selector);
+  const bool initializes = selector->name.starts_with("init");
+  return reinterpret_cast<IMP>(initializes ? &failToInitialize : &giveNothing);
 }
 
 [[noreturn]] void stopAtMisuse(const Object* object, const char* what) {
@@ -124,6 +135,14 @@ void born(Object* object, Class type) {
   object->isa = type;
   record(type).live.fetch_add(1, std::memory_order_relaxed);
   if (Census::shared().keeping()) Census::shared().add(object);
+}
+
+IMP methodOf(Class type, SEL selector) noexcept {
+  if (selector->index < ClassRecord::cachedSelectors) {
+    const IMP found = record(type).found[selector->index].load(std::memory_order_acquire);
+    if (found != nullptr) return found;
+  }
+  return ClassTable::shared().lookUp(record(type), selector);
 }
 
 // ---- What tests and the device ask of the runtime ----------------------------------------------
@@ -177,16 +196,18 @@ Class object_getClass(id object) noexcept {
 SEL sel_registerName(const char* name) noexcept { return ClassTable::shared().selector(name); }
 
 IMP class_getMethodImplementation(Class type, SEL selector) noexcept {
-  if (selector->index < simulator::ClassRecord::cachedSelectors) {
-    const IMP found =
-        simulator::record(type).found[selector->index].load(std::memory_order_acquire);
-    if (found != nullptr && !simulator::tracing.load(std::memory_order_relaxed)) return found;
-  }
-  return simulator::lookUpSlowly(type, selector);
+  const bool watched = simulator::tracing.load(std::memory_order_relaxed) ||
+                       simulator::messagesMayFail.load(std::memory_order_relaxed);
+  return watched ? simulator::lookUpWatched(type, selector) : simulator::methodOf(type, selector);
 }
 
 BOOL class_respondsToSelector(Class type, SEL selector) noexcept {
-  return type != nullptr && class_getMethodImplementation(type, selector) != ClassTable::missing();
+  if (type == nullptr) return false;
+  if (simulator::messagesMayFail.load(std::memory_order_relaxed) &&
+      simulator::failsNow(simulator::Fault::class_respondsToSelector, selector->name)) {
+    return false;
+  }
+  return simulator::methodOf(type, selector) != ClassTable::missing();
 }
 
 id objc_retain(id object) noexcept {

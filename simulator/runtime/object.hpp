@@ -165,13 +165,15 @@ Owned<U> share(U* object) noexcept {
   return own(object);
 }
 
+// The method that a message reaches, or one that raises; never traced, and no fault reaches it.
+IMP methodOf(Class type, SEL selector) noexcept;
+
 // Sends a message, as the host and the frameworks do.
 template <class R = id, class... Args>
 R message(id receiver, const char* selector, Args... args) {
   if (receiver == nullptr) return R();
   const SEL registered = sel_registerName(selector);
-  const IMP implementation =
-      class_getMethodImplementation(object_getClass(receiver), registered);
+  const IMP implementation = methodOf(object_getClass(receiver), registered);
   return reinterpret_cast<R (*)(id, SEL, Args...)>(implementation)(receiver, registered, args...);
 }
 

@@ -62,6 +62,10 @@ class PhoneTest : public ::testing::Test {
   T& value(const std::string& name) {
     return library_->value<T>(name);
   }
+  template <class F>
+  F* function(const std::string& name) {
+    return library_->function<F>(name);
+  }
   std::int64_t integer(const std::string& name) { return value<std::int64_t>(name); }
   bool boolean(const std::string& name) { return value<bool>(name); }
   id object(const std::string& name) { return value<id>(name); }
