@@ -1,7 +1,8 @@
-// The binary form is read here: its objects refer to each other by number, so hostile bytes can
-// ask for circles, for endless depth, or for a few shared objects that unfold to millions. The
-// XML form, once its depth is known, and the writing of both are libplist's.
-// The layout of the binary form is what the comment at the head of CFBinaryPList.c describes.
+// libplist reads and writes both forms. What it is given to read is looked through before, since it
+// builds and frees its trees by recursion: binary objects refer to each other by number, so hostile
+// bytes can ask for circles, for endless depth, or for a few shared objects that unfold to
+// millions. The layout of the binary form is what the comment at the head of CFBinaryPList.c
+// describes.
 #include "simulator/foundation/property_list.hpp"
 
 #include <plist/plist.h>
@@ -41,13 +42,14 @@ const std::string tooMany = "more than " + std::to_string(mostObjects) + " objec
 
 Owned<Object> owned(Object* object) { return own(object); }
 
-// ---- Reading the binary form -------------------------------------------------------------------
+// ---- Looking through the binary form -----------------------------------------------------------
 
-class BinaryReader {
+// Throws Malformed unless the tree of objects is one that can safely be built.
+class BinaryCheck {
  public:
-  explicit BinaryReader(Bytes bytes) : bytes_(bytes) {}
+  explicit BinaryCheck(Bytes bytes) : bytes_(bytes) {}
 
-  Owned<Object> root() {
+  void check() {
     constexpr std::size_t headerSize = 8;
     constexpr std::size_t trailerSize = 32;
     if (bytes_.size() < headerSize + trailerSize) throw Malformed("truncated");
@@ -55,25 +57,23 @@ class BinaryReader {
     offsetSize_ = bytes_[trailer + 6];
     referenceSize_ = bytes_[trailer + 7];
     const std::uint64_t count = number(trailer + 8, 8);
-    const std::uint64_t top = number(trailer + 16, 8);
+    const std::uint64_t root = number(trailer + 16, 8);
     table_ = number(trailer + 24, 8);
     if (offsetSize_ < 1 || offsetSize_ > 8 || referenceSize_ < 1 || referenceSize_ > 8 ||
         table_ > trailer || count > (trailer - table_) / offsetSize_) {
       throw Malformed("its table of objects does not fit in the file");
     }
     if (count > mostObjects) throw Malformed(tooMany);
-    end_ = table_;
     slots_.resize(count);
-    return slot(top, 1).object;
+    visit(root, 1);
   }
 
  private:
-  enum class State : std::uint8_t { unread, reading, read };
+  enum class State : std::uint8_t { unvisited, visiting, visited };
   struct Slot {
-    Owned<Object> object;
     std::uint64_t unfolded = 1;  // objects in it, itself included, shared ones counted each time
     int height = 1;              // levels from here down
-    State state = State::unread;
+    State state = State::unvisited;
   };
 
   // Big-endian, the last 8 bytes of longer ones.
@@ -85,148 +85,62 @@ class BinaryReader {
 
   // `count` items of `size` bytes at the cursor, which moves past them.
   std::uint64_t take(std::uint64_t& cursor, std::uint64_t count, std::uint64_t size) const {
-    if (cursor > end_ || count > (end_ - cursor) / size) throw Malformed("truncated");
+    if (cursor > table_ || count > (table_ - cursor) / size) throw Malformed("truncated");
     return std::exchange(cursor, cursor + count * size);
   }
 
-  const Slot& slot(std::uint64_t index, int depth) {
-    if (index >= slots_.size()) throw Malformed("a reference to an object that is not there");
-    Slot& wanted = slots_[index];
-    if (wanted.state == State::reading) throw Malformed("an object that contains itself");
-    if (wanted.state == State::read) return wanted;
-    if (depth > deepestPropertyList) throw Malformed(tooDeep);
-    wanted.state = State::reading;
-    wanted.object = read(number(table_ + index * offsetSize_, offsetSize_), wanted, depth);
-    wanted.state = State::read;
-    return wanted;
-  }
-
-  Owned<Object> read(std::uint64_t cursor, Slot& self, int depth) {
-    const std::uint8_t marker = bytes_[take(cursor, 1, 1)];
-    const unsigned low = marker & 0x0f;
-    switch (marker >> 4) {
-      case 0x0:
-        if (low == 8 || low == 9) return owned(makeBoolean(low == 9));
-        break;
-      case 0x1:
-        return owned(makeInteger(integer(cursor, low)));
-      case 0x2:
-        return owned(makeReal(real(cursor, low)));
-      case 0x3:
-        return owned(makeDate(date(cursor, low)));
-      case 0x4: {
-        const Bytes raw = run(cursor, low, 1);
-        return owned(makeData({raw.begin(), raw.end()}));
-      }
-      case 0x5: {
-        const Bytes raw = run(cursor, low, 1);
-        return owned(makeString({reinterpret_cast<const char*>(raw.data()), raw.size()}));
-      }
-      case 0x6:
-        return owned(wideString(run(cursor, low, 2)));
-      case 0x8: {
-        if (low > 7) break;
-        const std::uint64_t size = low + 1;
-        return owned(makeUid(number(take(cursor, 1, size), size)));
-      }
-      case 0xa:
-        return array(cursor, low, self, depth);
-      case 0xd:
-        return dictionary(cursor, low, self, depth);
-      default:
-        break;
-    }
-    throw Malformed("an object of an unknown kind");
-  }
-
-  // One, two and four bytes hold unsigned values, eight a signed one, sixteen a longer one.
-  std::int64_t integer(std::uint64_t& cursor, unsigned sizePower) const {
-    if (sizePower > 4) throw Malformed("an integer of an unknown size");
-    const std::uint64_t size = 1u << sizePower;
-    return static_cast<std::int64_t>(number(take(cursor, 1, size), size));
-  }
-
-  double real(std::uint64_t& cursor, unsigned sizePower) const {
-    if (sizePower != 2 && sizePower != 3) throw Malformed("a real of an unknown size");
-    if (sizePower == 2) {
-      return std::bit_cast<float>(static_cast<std::uint32_t>(number(take(cursor, 1, 4), 4)));
-    }
-    return std::bit_cast<double>(number(take(cursor, 1, 8), 8));
-  }
-
-  double date(std::uint64_t& cursor, unsigned sizePower) const {
-    const double seconds = real(cursor, sizePower);
-    if (!std::isfinite(seconds)) throw Malformed("a date that is no moment");
-    return seconds;
-  }
-
-  std::uint64_t count(std::uint64_t& cursor, unsigned low) const {
+  std::uint64_t containerCount(std::uint64_t& cursor, unsigned low) const {
     if (low < 15) return low;
-    const std::uint8_t marker = bytes_[take(cursor, 1, 1)];
-    if (marker >> 4 != 0x1) throw Malformed("a length that is no integer");
-    return static_cast<std::uint64_t>(integer(cursor, marker & 0x0f));
+    const unsigned marker = bytes_[take(cursor, 1, 1)];
+    const unsigned sizePower = marker & 0x0f;
+    if (marker >> 4 != 0x1 || sizePower > 3) throw Malformed("a length that is no integer");
+    const std::uint64_t size = 1u << sizePower;
+    return number(take(cursor, 1, size), size);
   }
 
-  Bytes run(std::uint64_t& cursor, unsigned low, std::uint64_t unitSize) const {
-    const std::uint64_t units = count(cursor, low);
-    return bytes_.subspan(take(cursor, units, unitSize), units * unitSize);
+  const Slot& visit(std::uint64_t index, int depth) {
+    if (index >= slots_.size()) throw Malformed("a reference to an object that is not there");
+    Slot& slot = slots_[index];
+    if (slot.state == State::visiting) throw Malformed("an object that contains itself");
+    if (slot.state == State::visited) return slot;
+    if (depth > deepestPropertyList) throw Malformed(tooDeep);
+    slot.state = State::visiting;
+    visitChildren(number(table_ + index * offsetSize_, offsetSize_), slot, depth);
+    slot.state = State::visited;
+    return slot;
   }
 
-  static String* wideString(Bytes raw) {
-    std::u16string units(raw.size() / 2, u'\0');
-    for (std::size_t i = 0; i < units.size(); ++i) {
-      units[i] = static_cast<char16_t>(raw[2 * i] << 8 | raw[2 * i + 1]);
+  void visitChildren(std::uint64_t cursor, Slot& slot, int depth) {
+    const unsigned marker = bytes_[take(cursor, 1, 1)];
+    constexpr unsigned array = 0xa;
+    constexpr unsigned dictionary = 0xd;
+    const unsigned kind = marker >> 4;
+    if (kind != array && kind != dictionary) return;
+    const std::uint64_t count = containerCount(cursor, marker & 0x0f);
+    for (int lists = kind == dictionary ? 2 : 1; lists > 0; --lists) {  // keys, then values
+      const std::uint64_t references = take(cursor, count, referenceSize_);
+      for (std::uint64_t i = 0; i < count; ++i) {
+        addChild(slot, number(references + i * referenceSize_, referenceSize_), depth);
+      }
     }
-    return makeString(units.data(), units.size());
   }
 
-  id child(std::uint64_t references, std::uint64_t i, Slot& parent, int depth) {
-    const std::uint64_t index = number(references + i * referenceSize_, referenceSize_);
-    const Slot& found = slot(index, depth + 1);
-    parent.height = std::max(parent.height, found.height + 1);
-    parent.unfolded += found.unfolded;
-    if (parent.height > deepestPropertyList) throw Malformed(tooDeep);
-    if (parent.unfolded > mostObjects) throw Malformed(tooMany);
-    return found.object.get();
-  }
-
-  Owned<Object> array(std::uint64_t cursor, unsigned low, Slot& self, int depth) {
-    const std::uint64_t items = count(cursor, low);
-    const std::uint64_t references = take(cursor, items, referenceSize_);
-    auto result = own(makeArray());
-    for (std::uint64_t i = 0; i < items; ++i) {
-      append(result.get(), child(references, i, self, depth));
-    }
-    return owned(result.release());
-  }
-
-  Owned<Object> dictionary(std::uint64_t cursor, unsigned low, Slot& self, int depth) {
-    const std::uint64_t entries = count(cursor, low);
-    const std::uint64_t keys = take(cursor, entries, referenceSize_);
-    const std::uint64_t values = take(cursor, entries, referenceSize_);
-    auto result = own(makeDictionary());
-    for (std::uint64_t i = 0; i < entries; ++i) {
-      const id key = child(keys, i, self, depth);
-      if (as<String>(key, "NSString") == nullptr) throw Malformed("a key that is no string");
-      store(result.get(), key, child(values, i, self, depth));
-    }
-    return owned(result.release());
+  void addChild(Slot& slot, std::uint64_t index, int depth) {
+    const Slot& child = visit(index, depth + 1);
+    slot.height = std::max(slot.height, child.height + 1);
+    slot.unfolded += child.unfolded;
+    if (slot.height > deepestPropertyList) throw Malformed(tooDeep);
+    if (slot.unfolded > mostObjects) throw Malformed(tooMany);
   }
 
   Bytes bytes_;
-  std::uint64_t end_ = 0;  // of the objects
-  std::uint64_t table_ = 0;
+  std::uint64_t table_ = 0;  // where the objects end
   std::uint64_t offsetSize_ = 0;
   std::uint64_t referenceSize_ = 0;
   std::vector<Slot> slots_;
 };
 
-// ---- Reading the XML form ----------------------------------------------------------------------
-
-struct FreeNode {
-  void operator()(plist_t node) const { plist_free(node); }
-};
-using Node = std::unique_ptr<void, FreeNode>;
+// ---- Looking through the XML form --------------------------------------------------------------
 
 // The position after the next `mark`.
 std::size_t after(std::string_view text, std::string_view mark, std::size_t from) {
@@ -251,7 +165,6 @@ int levelsOpenedBy(std::string_view tag) {
   return tag.ends_with('/') ? 0 : 1;
 }
 
-// libplist frees its trees by recursion, so that a deep one must never come to be.
 void refuseDeepXml(std::string_view text) {
   int depth = 0;
   std::size_t at = 0;
@@ -273,6 +186,13 @@ void refuseDeepXml(std::string_view text) {
     }
   }
 }
+
+// ---- Reading -----------------------------------------------------------------------------------
+
+struct FreeNode {
+  void operator()(plist_t node) const { plist_free(node); }
+};
+using Node = std::unique_ptr<void, FreeNode>;
 
 Owned<Object> fromNode(plist_t node);
 
@@ -353,6 +273,11 @@ Owned<Object> fromNode(plist_t node) {
     }
     case PLIST_DATE:
       return fromDate(node);
+    case PLIST_UID: {
+      std::uint64_t value = 0;
+      plist_get_uid_val(node, &value);
+      return owned(makeUid(value));
+    }
     case PLIST_ARRAY:
       return fromArray(node);
     case PLIST_DICT:
@@ -372,10 +297,20 @@ Owned<Object> readXml(std::string_view text) {
   return fromNode(root.get());
 }
 
+Owned<Object> readBinary(Bytes bytes) {
+  BinaryCheck(bytes).check();
+  plist_t tree = nullptr;
+  plist_from_bin(reinterpret_cast<const char*>(bytes.data()),
+                 static_cast<std::uint32_t>(bytes.size()), &tree);
+  const Node root(tree);
+  if (root == nullptr) throw Malformed("an object of an unknown or damaged kind");
+  return fromNode(root.get());
+}
+
 Owned<Object> readEither(Bytes bytes) {
   if (bytes.size() > largestFile) throw Malformed("too large");
   std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  if (text.starts_with("bplist0")) return BinaryReader(bytes).root();
+  if (text.starts_with("bplist0")) return readBinary(bytes);
   constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
   if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
   const std::size_t start = text.find_first_not_of(" \t\r\n");
