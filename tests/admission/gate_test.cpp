@@ -156,6 +156,46 @@ TEST_F(GateTest, AsksWithAFeedOnlyWhereTheHostHasFeeds) {
   }
 }
 
+struct Question {
+  id server;
+  SEL selector;
+  int type;
+  id destinationId;
+  NSUInteger feed;
+  bool operator==(const Question&) const = default;
+};
+std::vector<Question> questions;
+
+BOOL recordQuestion(id server, SEL selector, int type, id destinationId) {
+  questions.push_back({server, selector, type, destinationId, 0});
+  return true;
+}
+
+BOOL recordQuestionWithFeed(id server, SEL selector, int type, id destinationId, NSUInteger feed) {
+  questions.push_back({server, selector, type, destinationId, feed});
+  return false;
+}
+
+TEST_F(GateTest, HandsOnWhatItWasAsked) {
+  const Class type = simulator::classNamed("BBServer");
+  const SEL question =
+      sel_registerName("shouldPresentNotificationOfType:fromSenderWithDestinationID:");
+  const SEL withFeed =
+      sel_registerName("shouldPresentNotificationOfType:fromSenderWithDestinationID:inFeed:");
+  IMP replaced = nullptr;
+  MSHookMessageEx(type, question, reinterpret_cast<IMP>(&recordQuestion), &replaced);
+  MSHookMessageEx(type, withFeed, reinterpret_cast<IMP>(&recordQuestionWithFeed), &replaced);
+  phone().setFoundationVersion(1300.0);
+  start();
+  questions.clear();
+  const auto server = simulator::own(simulator::header(simulator::message(type, "alloc")));
+  const auto sender = simulator::own(simulator::makeString("anna@example.org"));
+  const id destinationId = sender.get();
+  EXPECT_TRUE(simulator::message<BOOL>(server.get(), question->name.c_str(), -7, destinationId));
+  EXPECT_EQ(questions, (std::vector<Question>{{server.get(), question, -7, destinationId, 0},
+                                              {server.get(), withFeed, -7, destinationId, 0}}));
+}
+
 TEST_F(GateTest, FindsNobodyOnAServerThatLostItsLookUps) {
   for (const std::int64_t allowed : {-300, -400}) {
     startWithGroup(allowed);

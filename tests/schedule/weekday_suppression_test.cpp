@@ -194,14 +194,26 @@ TEST_F(WeekdaySuppressionTest, AnswersForTheDaysAfterToday) {
 }
 
 TEST_F(WeekdaySuppressionTest, LogsWhatItAddsUp) {
+  const struct {
+    long days;
+    const char* shown;  // its low 32 bits
+    const char* weekday;
+  } rows[] = {{1, "1", "1"},
+              {-9, "-9", "-2"},
+              {std::numeric_limits<long>::max(), "-1", "2147483647"},
+              {std::numeric_limits<long>::max() - 7, "-8", "2147483647"},
+              {(1L << 31) + 1, "-2147483647", "2147483647"},
+              {std::numeric_limits<long>::min(), "0", "-2147483648"}};
   goTo(sunday + date::days(6));
   suppress(1);
   start();
   debugLogging(true);
-  EXPECT_TRUE(suppressed(1));
-  EXPECT_EQ(log(),
-            Texts{"HL: checking for suppression 1 days from today; today's weekday is number 7, "
-                  "checking weekdat: 1, suppressed days array is: (\n    1\n)"});
+  for (const auto& row : rows) {
+    EXPECT_EQ(suppressed(row.days), row.days == 1);
+    EXPECT_EQ(log(), Texts{std::string("HL: checking for suppression ") + row.shown +
+                           " days from today; today's weekday is number 7, checking weekdat: " +
+                           row.weekday + ", suppressed days array is: (\n    1\n)"});
+  }
 }
 
 }  // namespace

@@ -18,14 +18,16 @@ class SenderDirectoryTest : public PhoneTest {
 
 TEST_F(SenderDirectoryTest, KeepsDigitsAndAddressesInTheOrderOfTheBook) {
   const std::string thai = "\u0e51\u0e52\u0e53 12";
+  std::string ascii;
+  for (char letter = 1; letter < 127; ++letter) ascii += letter;
   const std::string longAddress = std::string(100'000, 'a') + "@example.org";
   chooseGroup({{0, "Zoe", {"+1 (555) 123-4567", "555.123.4567 ext. 89", "call me"}, {}},
                {0, "Anna", {thai, "555.123.4567 ext. 89"}, {" Anna@Example.org ", longAddress}},
-               {0, "Ben", {}, {" Anna@Example.org "}}});
+               {0, "Ben", {ascii}, {" Anna@Example.org "}}});
   start();
   EXPECT_EQ(texts("privilegedMessageSenderIDs"), (Texts{"1", "2", "3"}));
   EXPECT_EQ(texts("privilegedMessageSenderPhones"),
-            (Texts{"15551234567", "555123456789", "", "12", "555123456789"}));
+            (Texts{"15551234567", "555123456789", "", "12", "555123456789", "0123456789"}));
   EXPECT_EQ(texts("privilegedMessageSenderEmails"),
             (Texts{" Anna@Example.org ", longAddress, " Anna@Example.org "}));
 }
@@ -93,6 +95,21 @@ TEST_F(SenderDirectoryTest, GetsByWithoutAMembersValues) {
     EXPECT_EQ(texts("privilegedMessageSenderIDs"), (Texts{"1", "2"}));
     EXPECT_EQ(texts("privilegedMessageSenderPhones"), row.phones);
     EXPECT_EQ(texts("privilegedMessageSenderEmails"), row.emails);
+  }
+}
+
+// The platform's functions need not stand being handed nothing.
+TEST_F(SenderDirectoryTest, AsksNothingOfWhatIsNotThere) {
+  const std::int32_t group = chooseGroup({{0, "Anna", {}, {}}});
+  start();
+  for (const std::int64_t chosen : {std::int64_t{group}, std::int64_t{group} + 1}) {
+    set("allowedMessageGroup", chosen);
+    simulator::startTrace();
+    reload();
+    for (const std::string& call : simulator::stopTrace()) {
+      EXPECT_FALSE(call.starts_with("ABMultiValue")) << call;
+      EXPECT_FALSE(chosen != group && call.starts_with("ABGroupCopy")) << call;
+    }
   }
 }
 
