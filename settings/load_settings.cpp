@@ -10,7 +10,6 @@ namespace hushlane {
 namespace {
 
 using platform::constantString;
-using platform::move;
 using platform::Ref;
 
 constexpr int64_t defaultNumOfDigitsToCompare = 7;

@@ -15,8 +15,8 @@ Device* currentDevice = nullptr;
 
 }  // namespace
 
-Device::Device(std::filesystem::path root_)
-    : root((currentDevice = this, std::move(root_))),
+Device::Device(std::filesystem::path directory)
+    : root((currentDevice = this, std::move(directory))),
       preferences(root),
       addressBook(root),
       bulletinBoard(root) {}

@@ -24,8 +24,8 @@ inline constexpr const char* settingsDomain = "org.mernwick.hushlane";
 
 class Device {
  public:
-  // A phone whose file system is `root`, a directory that the phone may write.
-  explicit Device(std::filesystem::path root);
+  // A phone whose file system is this directory, which the phone may write.
+  explicit Device(std::filesystem::path directory);
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
 

@@ -27,15 +27,13 @@ struct String : Object {
     return reinterpret_cast<const std::uint8_t*>(this + 1);
   }
   const char16_t* wideUnits() const { return reinterpret_cast<const char16_t*>(this + 1); }
-  char16_t at(std::size_t index) const {
-    return wide ? wideUnits()[index] : narrowUnits()[index];
-  }
+  char16_t at(std::size_t index) const { return wide ? wideUnits()[index] : narrowUnits()[index]; }
 };
 
 String* makeString(std::string_view utf8);  // malformed bytes become U+FFFD
 String* makeString(const char16_t* units, std::size_t length);
 String* makeImmortalString(std::string_view utf8);  // a constant of the platform, never counted
-std::string toUtf8(id string);                      // "" for null; lone surrogates become U+FFFD
+std::string toUtf8(id object);                      // "" for null; lone surrogates become U+FFFD
 bool equalStrings(const String* left, const String* right);
 
 // ---- Numbers, data, dates ----------------------------------------------------------------------
@@ -79,9 +77,9 @@ struct Array : Object {
   ~Array();
 };
 
-Array* makeArray();                       // an NSArray; fill it with `append` before anyone sees it
+Array* makeArray();  // an NSArray; fill it with `append` before anyone sees it
 Array* makeMutableArray();
-void append(Array* array, id item);       // retains the item
+void append(Array* array, id item);  // retains the item
 
 struct ObjectHash {
   std::size_t operator()(id object) const;
@@ -97,7 +95,8 @@ struct Dictionary : Object {
 
 Dictionary* makeDictionary();
 Dictionary* makeMutableDictionary();
-void store(Dictionary* dictionary, id key, id value);  // retains both; replaces an equal key's value
+void store(Dictionary* dictionary, id key,
+           id value);  // retains both; replaces an equal key's value
 id find(const Dictionary* dictionary, std::string_view key);  // not owned; null when absent
 
 // ---- Printing ----------------------------------------------------------------------------------

@@ -76,8 +76,8 @@ String* makeImmortalString(std::string_view utf8) {
   return string;
 }
 
-std::string toUtf8(id string) {
-  const String* text = asString(string);
+std::string toUtf8(id object) {
+  const String* text = asString(object);
   if (text == nullptr) return {};
   if (text->wide) return utf8FromUtf16({text->wideUnits(), text->length});
   const std::string_view bytes(reinterpret_cast<const char*>(text->narrowUnits()), text->length);

@@ -51,13 +51,13 @@ void defineNotificationCenter() { defineClass<Object>("CFNotificationCenter", "N
 // The center is a constant of the platform: the same on every call, and never counted.
 CFNotificationCenterRef CFNotificationCenterGetDarwinNotifyCenter() noexcept {
   simulator::traceCall("CFNotificationCenterGetDarwinNotifyCenter");
-  static simulator::Object* const center = [] {
-    auto* const object = new simulator::Object;
-    object->isa = simulator::classNamed("CFNotificationCenter");
-    object->references = simulator::Object::immortal;
-    return object;
-  }();
-  return reinterpret_cast<CFNotificationCenterRef>(static_cast<id>(center));
+  static simulator::Object center;
+  static std::once_flag made;
+  std::call_once(made, [] {
+    center.isa = simulator::classNamed("CFNotificationCenter");
+    center.references = simulator::Object::immortal;
+  });
+  return reinterpret_cast<CFNotificationCenterRef>(static_cast<id>(&center));
 }
 
 // The Darwin center knows notifications by name alone: it ignores the observer, the object and the
