@@ -9,6 +9,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -145,6 +146,17 @@ bool agrees(const DocumentedEffect& documented, const Texts& seen, const Texts& 
       return std::ranges::find(seen, documented.text) != seen.end() && isPartOf(good, seen);
   }
   return false;
+}
+
+// ---- The case that runs ------------------------------------------------------------------------
+
+std::string howToRepeat;
+
+// A case that takes the whole process down is named as well.
+void nameCaseAndDie(int signal) {
+  std::fprintf(stderr, "%s\n", howToRepeat.c_str());
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
 }
 
 // ---- The scenarios -----------------------------------------------------------------------------
@@ -396,10 +408,10 @@ class FaultSweep : public PhoneTest {
         if (call > lastCallAlone) return;
         continue;
       }
-      const std::string repeat =
+      howToRepeat =
           fmt::format("repeat with: HUSHLANE_FAULT_CASE='{}' {} --gtest_filter='FaultSweep.*'",
                       name, std::filesystem::read_symlink("/proc/self/exe").string());
-      SCOPED_TRACE(repeat);
+      SCOPED_TRACE(howToRepeat);
       const Outcome outcome = run(scenario, [&] { simulator::failAt(row.fault, call, onward); });
       if (outcome.injected == 0) return;
       ++cases_;
@@ -449,6 +461,7 @@ class FaultSweep : public PhoneTest {
 
 TEST_F(FaultSweep, EveryFailureHasItsDocumentedEffectAndNoOther) {
   if (const char* const wanted = std::getenv("HUSHLANE_FAULT_CASE")) only_ = wanted;
+  for (const int signal : {SIGABRT, SIGSEGV}) std::signal(signal, &nameCaseAndDie);
   for (const Scenario& scenario : scenarios()) {
     if (!only_.empty() && !only_.starts_with(std::string(scenario.name) + ":")) continue;
     const Outcome good = run(scenario, [] {});
