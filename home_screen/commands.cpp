@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "home_screen/exported_state.hpp"
+#include "home_screen/inquiry.hpp"
 #include "home_screen/player.hpp"
 #include "simulator/foundation/objects.hpp"
 
@@ -64,6 +65,16 @@ Action prepareAdvance(const Words& words, KnownPeople&) {
   const auto by = orRefuse(parseDuration(words[0].text), words[0].text, "a duration such as 2h30m");
   return [by](Player& player) {
     player.device().advance(by);
+    return Lines();
+  };
+}
+
+Action prepareTimeZone(const Words& words, KnownPeople&) {
+  if (!isTimeZone(words[0].text)) {
+    throw BadArgument(fmt::format("{} is no time zone", quote(words[0].text)));
+  }
+  return [name = words[0].text](Player& player) {
+    player.device().clock.setTimeZone(name);
     return Lines();
   };
 }
@@ -218,6 +229,46 @@ Action prepareNotification(const Words& words, KnownPeople&) {
   return arrival(static_cast<int>(*type), optionalText(words, 1));
 }
 
+// ---- Schedule ----------------------------------------------------------------------------------
+
+Action prepareSchedule(const Words& words, KnownPeople&) {
+  std::optional<simulator::DailyPeriod> period;
+  if (words[0].text != "off") {
+    period = orRefuse(parseDailyPeriod(words[0].text), words[0].text, "a period of the day");
+  }
+  return [period](Player& player) {
+    player.device().bulletinBoard.setSchedule(period);
+    return Lines();
+  };
+}
+
+Action prepareActive(const Words& words, KnownPeople&) {
+  const std::string text = words.size() == 1 ? words[0].text : words[0].text + " " + words[1].text;
+  const auto time = orRefuse(parseLocalTime(text), text, "a local time");
+  return [time](Player& player) {
+    simulator::Device& device = player.device();
+    const bool active = device.bulletinBoard.scheduleActiveAt(device.clock.instant(time));
+    return Lines{active ? "active" : "not active"};
+  };
+}
+
+Action prepareSuppressed(const Words& words, KnownPeople&) {
+  const auto days = orRefuse(parseInteger(words[0].text), words[0].text, "an integer");
+  return [days](Player& player) {
+    const auto suppressed = player.library().function<bool(long)>("shouldSchedulerBeSuppressed");
+    return Lines{suppressed(days) ? "true" : "false"};
+  };
+}
+
+Action prepareInterval(const Words&, KnownPeople&) {
+  return [](Player& player) {
+    id interval = player.library().function<id()>("getBBBehaviorOverrideEffectiveInterval")();
+    if (interval == nullptr) return Lines{"nothing"};
+    const std::string text = simulator::intervalText(interval);
+    return Lines{text.empty() ? simulator::describe(interval) : text};
+  };
+}
+
 // ---- The library's exported names --------------------------------------------------------------
 
 Action prepareMatcher(const Words& words, KnownPeople&) {
@@ -231,14 +282,9 @@ Action prepareMatcher(const Words& words, KnownPeople&) {
 
 Action prepareGroups(const Words&, KnownPeople&) {
   return [](Player& player) {
-    id groups = player.library().function<id()>("loadABGroups")();
     Lines lines;
-    for (id item : simulator::as<simulator::Array>(groups, "NSArray")->items) {
-      const auto* group = simulator::as<simulator::Dictionary>(item, "NSDictionary");
-      const auto* number =
-          simulator::as<simulator::Number>(simulator::find(group, "id"), "NSNumber");
-      lines.push_back(
-          fmt::format("{} {}", number->integer, simulator::toUtf8(simulator::find(group, "name"))));
+    for (const ListedGroup& group : listGroups(player.library())) {
+      lines.push_back(fmt::format("{} {}", group.id, group.name));
     }
     return lines;
   };
@@ -300,6 +346,8 @@ constexpr auto unlimited = Command::unlimited;
 constexpr Command commands[] = {
     {"foundation-version", "foundation-version V", "the host's version; before all others",
      beforeStart, 1, 1, &prepareFoundationVersion},
+    {"time-zone", "time-zone NAME", "such as Europe/Berlin; before all others", beforeStart, 1, 1,
+     &prepareTimeZone},
     {"clock", "clock YYYY-MM-DD HH:MM", "sets the phone's local time", ordinary, 2, 2,
      &prepareClock},
     {"advance", "advance DURATION", "moves the time on, such as by 2h30m", ordinary, 1, 1,
@@ -327,6 +375,14 @@ constexpr Command commands[] = {
      &prepareMessage},
     {"notification", "notification TYPE [SENDER]", "the same for any type", ordinary, 1, 2,
      &prepareNotification},
+    {"schedule", "schedule HH:MM-HH:MM|off", "Do Not Disturb every day from then to then", ordinary,
+     1, 1, &prepareSchedule},
+    {"active", "active YYYY-MM-DD HH:MM", "is the schedule in force at that moment?", ordinary, 1,
+     2, &prepareActive},
+    {"suppressed", "suppressed DAYS", "asks the library about the day so many days on", ordinary, 1,
+     1, &prepareSuppressed},
+    {"interval", "interval", "the library's reading of the stored schedule", ordinary, 0, 0,
+     &prepareInterval},
     {"matcher", "matcher [ID]", "asks the library's number matcher", ordinary, 0, 1,
      &prepareMatcher},
     {"groups", "groups", "the library's list of groups", ordinary, 0, 0, &prepareGroups},
@@ -346,6 +402,16 @@ const Command* findCommand(std::string_view name) {
   const auto* found = std::find_if(std::begin(commands), std::end(commands),
                                    [name](const Command& command) { return command.name == name; });
   return found == std::end(commands) ? nullptr : found;
+}
+
+std::string describeCommand(const Command& command) {
+  return fmt::format("{:<39}{}", command.usage, command.help);
+}
+
+std::string describeCommands() {
+  std::string text = "The scenario language, one command a line, # starts a comment:\n";
+  for (const Command& command : commandTable()) text += "  " + describeCommand(command) + "\n";
+  return text;
 }
 
 }  // namespace home_screen

@@ -63,4 +63,8 @@ struct Command {
 std::span<const Command> commandTable();
 const Command* findCommand(std::string_view name);  // null when there is none
 
+// The usage and what it does; all of them, for people who ask for help.
+std::string describeCommand(const Command& command);
+std::string describeCommands();
+
 }  // namespace home_screen

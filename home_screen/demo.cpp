@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "home_screen/directory.hpp"
 #include "home_screen/evening.hpp"
 #include "home_screen/player.hpp"
 #include "home_screen/reason.hpp"
@@ -37,12 +38,6 @@ std::string withoutSpelling(const std::string& destination) {
     if (!address && std::isdigit(code) != 0) result += letter;
   }
   return result;
-}
-
-std::vector<std::string> destinationsOf(const simulator::Person& person) {
-  std::vector<std::string> all = person.phones;
-  all.insert(all.end(), person.emails.begin(), person.emails.end());
-  return all;
 }
 
 class Evening {

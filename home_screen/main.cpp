@@ -18,10 +18,14 @@
 #include <string>
 #include <system_error>
 
+#include "home_screen/calendar.hpp"
 #include "home_screen/demo.hpp"
+#include "home_screen/explain.hpp"
 #include "home_screen/player.hpp"
 #include "home_screen/report.hpp"
 #include "home_screen/scratch_phone.hpp"
+#include "home_screen/shell.hpp"
+#include "home_screen/who.hpp"
 #include "simulator/device.hpp"
 
 namespace home_screen {
@@ -32,7 +36,12 @@ enum ExitStatus { asExpected = 0, expectationFailed = 1, wrongUsage = 2, unreada
 struct Options {
   std::filesystem::path library;
   std::string scenario;
+  std::string sender;
   std::optional<std::filesystem::path> device;
+  std::string at;
+  std::string timeZone;
+  bool doNotDisturb = false;
+  int days = 14;
   bool trace = false;
   bool json = false;
 };
@@ -40,14 +49,6 @@ struct Options {
 std::filesystem::path defaultLibrary() {
   if (const char* chosen = std::getenv("HUSHLANE_LIBRARY")) return chosen;
   return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "libhushlane.so";
-}
-
-std::string describeCommands() {
-  std::string text = "The scenario language, one command a line, # starts a comment:\n";
-  for (const Command& command : commandTable()) {
-    text += fmt::format("  {:<39}{}\n", command.usage, command.help);
-  }
-  return text;
 }
 
 std::string displayName(const std::string& scenario) {
@@ -68,23 +69,89 @@ std::vector<Statement> readScenarioFile(const std::string& file, KnownPeople peo
   return readScenario(stream, file, std::move(people));
 }
 
-int runPlay(const Options& options) {
+// Runs `use(player)` on a scratch copy of the chosen phone; its result is the exit status.
+template <class Use>
+int onPhone(const Options& options, Use use) {
   const ScratchPhone scratch(options.device);
   try {
     simulator::Device device(scratch.root());
     device.check();
-    const std::vector<Statement> scenario = readScenarioFile(options.scenario, peopleOf(device));
-
     Player player(device, options.library, options.trace);
+    return use(player);
+  } catch (const simulator::DeviceError& error) {
+    complain(scratch.namingOriginal(error.what()));
+    return unreadableDevice;
+  }
+}
+
+int runPlay(const Options& options) {
+  return onPhone(options, [&options](Player& player) {
+    const auto scenario = readScenarioFile(options.scenario, peopleOf(player.device()));
     const int failures = play(scenario, player, [&options](const Outcome& outcome) {
       options.json ? reportJson(outcome) : reportText(outcome, options.trace);
       if (outcome.failure) complainAboutFailure(outcome, displayName(options.scenario));
     });
     return failures == 0 ? asExpected : expectationFailed;
-  } catch (const simulator::DeviceError& error) {
-    complain(scratch.namingOriginal(error.what()));
-    return unreadableDevice;
-  }
+  });
+}
+
+int runInShell(const Options& options) {
+  return onPhone(options, [&options](Player& player) {
+    switch (runShell(player, options.trace)) {
+      case ShellResult::wrongLine:
+        return wrongUsage;
+      case ShellResult::expectationFailed:
+        return expectationFailed;
+      case ShellResult::asExpected:
+        break;
+    }
+    return asExpected;
+  });
+}
+
+// Brings the phone to the chosen moment, with the library in it, and asks.
+template <class Ask>
+int askPhone(const Options& options, Ask ask) {
+  return onPhone(options, [&](Player& player) {
+    simulator::Device& device = player.device();
+    if (!options.timeZone.empty()) device.clock.setTimeZone(options.timeZone);
+    player.start();
+    device.bulletinBoard.refresh();
+    if (const auto time = parseLocalTime(options.at)) device.setLocalTime(*time);
+    if (options.doNotDisturb) device.bulletinBoard.setManualDoNotDisturb(true);
+    ask(player);
+    return asExpected;
+  });
+}
+
+int runExplain(const Options& options) {
+  return askPhone(options, [&options](Player& player) {
+    Explainer explainer(player);
+    const Explanation explanation = explainer.explain(options.sender);
+    const auto changes = explainer.changesFor(options.sender);
+    const auto show = options.json ? &showExplanationAsJson : &showExplanation;
+    show(explanation, changes, player.device().clock);
+  });
+}
+
+void addMoment(CLI::App& command, Options& options) {
+  command.add_option("--at", options.at, "the phone's local time; else 2026-11-21 20:00 UTC")
+      ->type_name("WHEN")
+      ->check([](const std::string& text) {
+        return parseLocalTime(text)
+                   ? std::string()
+                   : fmt::format("{} is no local time; expected \"YYYY-MM-DD HH:MM\"", text);
+      });
+  command.add_option("--time-zone", options.timeZone, "the phone's time zone; else Etc/UTC")
+      ->type_name("NAME")
+      ->check([](const std::string& name) {
+        return isTimeZone(name) ? std::string()
+                                : name + " is no time zone; expected one such as Europe/Berlin";
+      });
+}
+
+void addDoNotDisturb(CLI::App& command, Options& options) {
+  command.add_flag("--dnd", options.doNotDisturb, "Do Not Disturb switched on by hand");
 }
 
 int run(int argc, char** argv) {
@@ -106,11 +173,29 @@ int run(int argc, char** argv) {
   playing->add_option("SCENARIO", options.scenario, "the file; - is standard input")
       ->required()
       ->type_name("");
-  playing->add_option("--device", options.device, "plays on a copy of this phone")
-      ->type_name("DIR");
-  playing->add_flag("--trace", options.trace, "keeps debug logging on and shows the log");
+  CLI::App* explaining = app.add_subcommand("explain", "why a message is presented or held back");
+  explaining->add_option("SENDER", options.sender, "a number or an address")
+      ->required()
+      ->type_name("");
+  CLI::App* asking = app.add_subcommand("who", "who would get through");
+  CLI::App* calendar = app.add_subcommand("calendar", "when Do Not Disturb comes and goes");
+  calendar->add_option("--next", options.days, "so many days, today first; else 14")
+      ->type_name("DAYS")
+      ->check(CLI::Range(1, 366));
+  CLI::App* shell = app.add_subcommand("shell", "the scenario language at a prompt");
+
+  for (CLI::App* command : {playing, explaining, asking, calendar, shell}) {
+    command->add_option("--device", options.device, "a copy of this phone; else an empty phone")
+        ->type_name("DIR");
+  }
+  for (CLI::App* command : {explaining, asking, calendar}) addMoment(*command, options);
+  for (CLI::App* command : {explaining, asking}) addDoNotDisturb(*command, options);
+  for (CLI::App* command : {playing, shell}) {
+    command->add_flag("--trace", options.trace, "keeps debug logging on and shows the log");
+    command->footer(describeCommands());
+  }
   playing->add_flag("--json", options.json, "one object a line for each command");
-  playing->footer(describeCommands());
+  explaining->add_flag("--json", options.json, "one object");
 
   try {
     app.parse(argc, argv);
@@ -121,7 +206,12 @@ int run(int argc, char** argv) {
   if (demo->parsed()) {
     return runDemo(options.library) == 0 ? asExpected : expectationFailed;
   }
-  return runPlay(options);
+  if (explaining->parsed()) return runExplain(options);
+  if (asking->parsed()) return askPhone(options, &showWho);
+  if (calendar->parsed()) {
+    return askPhone(options, [&options](Player& player) { showCalendar(player, options.days); });
+  }
+  return shell->parsed() ? runInShell(options) : runPlay(options);
 }
 
 }  // namespace

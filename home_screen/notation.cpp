@@ -6,6 +6,9 @@
 #include <charconv>
 #include <cmath>
 #include <regex>
+#include <stdexcept>
+
+#include "simulator/clock.hpp"
 
 namespace home_screen {
 namespace {
@@ -55,6 +58,18 @@ std::optional<date::local_seconds> parseLocalTime(const std::string& text) {
 
 std::string formatLocalTime(date::local_seconds time) { return date::format("%F %T", time); }
 
+std::string formatMoment(date::local_seconds time) { return date::format("%a %F %R", time); }
+
+std::optional<simulator::DailyPeriod> parseDailyPeriod(const std::string& text) {
+  static const std::regex pattern(R"(([01]\d|2[0-3]):([0-5]\d)-([01]\d|2[0-3]):([0-5]\d))");
+  std::smatch parts;
+  if (!std::regex_match(text, parts, pattern)) return std::nullopt;
+  const std::chrono::minutes from(number(parts[1]) * 60 + number(parts[2]));
+  const std::chrono::minutes to(number(parts[3]) * 60 + number(parts[4]));
+  if (from == to) return std::nullopt;
+  return simulator::DailyPeriod{from, to};
+}
+
 std::optional<std::chrono::seconds> parseDuration(const std::string& text) {
   static const std::regex pattern(
       R"((?:(\d{1,5})d)?(?:(\d{1,5})h)?(?:(\d{1,5})m)?(?:(\d{1,5})s)?)");
@@ -62,6 +77,15 @@ std::optional<std::chrono::seconds> parseDuration(const std::string& text) {
   if (text.empty() || !std::regex_match(text, parts, pattern)) return std::nullopt;
   return date::days(number(parts[1])) + std::chrono::hours(number(parts[2])) +
          std::chrono::minutes(number(parts[3])) + std::chrono::seconds(number(parts[4]));
+}
+
+bool isTimeZone(const std::string& name) {
+  try {
+    simulator::Clock().setTimeZone(name);
+    return true;
+  } catch (const std::runtime_error&) {
+    return false;
+  }
 }
 
 std::string printable(std::string_view text) {

@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "simulator/frameworks/bulletin_board.hpp"
+
 namespace home_screen {
 
 using Lines = std::vector<std::string>;
@@ -24,9 +26,16 @@ std::optional<double> parseReal(std::string_view text);         // finite
 // "2026-11-21 23:00" or "2026-11-21 23:00:30".
 std::optional<date::local_seconds> parseLocalTime(const std::string& text);
 std::string formatLocalTime(date::local_seconds time);  // always with the seconds
+std::string formatMoment(date::local_seconds time);     // "Sat 2026-11-21 23:00"
+
+// "22:00-07:00", of two different times.
+std::optional<simulator::DailyPeriod> parseDailyPeriod(const std::string& text);
 
 // "2h30m": days, hours, minutes and seconds in that order, each at most once.
 std::optional<std::chrono::seconds> parseDuration(const std::string& text);
+
+// Is this an IANA name that the machine's time-zone database holds?
+bool isTimeZone(const std::string& name);
 
 // Control characters become the escapes of the scenario language (\t, \r, \n) or \x1b and the
 // like, so that no text from a file can steer the terminal.

@@ -2,6 +2,7 @@
 // about it. Nothing is decided again here.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "home_screen/notation.hpp"
@@ -12,6 +13,6 @@ namespace home_screen {
 std::string reasonFor(const Lines& log);
 
 // What a value of allowedMessageGroup means to people.
-std::string modeName(long mode);
+std::string modeName(std::int64_t mode);
 
 }  // namespace home_screen

@@ -27,6 +27,18 @@ Lines resultOf(const Outcome& outcome) {
   return result;
 }
 
+void printIndented(const Lines& lines) {
+  for (const std::string& line : lines) fmt::print("{}{}\n", indent, line);
+}
+
+void printLog(const Outcome& outcome) {
+  Lines lines;
+  for (const std::string& text : outcome.log) {
+    lines.push_back(toned("| " + printable(text), Tone::faint));
+  }
+  printIndented(lines);
+}
+
 }  // namespace
 
 void reportText(const Outcome& outcome, bool showLog) {
@@ -37,14 +49,13 @@ void reportText(const Outcome& outcome, bool showLog) {
 
   fmt::print("{}  {}\n", toned(fmt::format("{:4}", outcome.line), Tone::faint),
              besideCommand ? padded(command, commandWidth) + result.front() : command);
-  if (!besideCommand) {
-    for (const std::string& line : result) fmt::print("{}{}\n", indent, line);
-  }
-  if (showLog) {
-    for (const std::string& text : outcome.log) {
-      fmt::print("{}{}\n", indent, toned("| " + printable(text), Tone::faint));
-    }
-  }
+  if (!besideCommand) printIndented(result);
+  if (showLog) printLog(outcome);
+}
+
+void reportResult(const Outcome& outcome, bool showLog) {
+  printIndented(resultOf(outcome));
+  if (showLog) printLog(outcome);
 }
 
 void reportJson(const Outcome& outcome) {

@@ -11,6 +11,9 @@ namespace home_screen {
 // With `showLog`, also the log texts, and the start of the host.
 void reportText(const Outcome& outcome, bool showLog);
 
+// The same without the command itself, for somebody who has just typed it.
+void reportResult(const Outcome& outcome, bool showLog);
+
 void reportJson(const Outcome& outcome);
 
 // One line on standard error, after all output so far.

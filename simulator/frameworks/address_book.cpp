@@ -86,6 +86,10 @@ std::vector<std::string> textsOf(const std::vector<AddressBookDatabase::Text>& v
 
 }  // namespace
 
+bool sameDestination(std::string_view destinationId, std::string_view stored) {
+  return Destination(destinationId).is(stored);
+}
+
 // ---- The store ---------------------------------------------------------------------------------
 
 AddressBookStore::AddressBookStore(const std::filesystem::path& root) : root_(root) {}

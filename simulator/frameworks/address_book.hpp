@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace simulator {
@@ -26,6 +27,11 @@ struct Group {
   std::string name;
   std::vector<std::int32_t> members;  // persons only, in the group's order
 };
+
+// The comparison of the platform's own look-ups. An address is compared without regard to case. Two
+// numbers are the same when their digits are, or when both have at least seven and one ends with
+// all the digits of the other.
+bool sameDestination(std::string_view destinationId, std::string_view stored);
 
 class AddressBookStore {
  public:
@@ -44,9 +50,7 @@ class AddressBookStore {
   std::vector<Person> people() const;
   std::vector<Group> groups() const;
 
-  // The platform's own look-ups, as the bulletin server asks them. An address is compared without
-  // regard to case. Two numbers are the same when their digits are, or when both have at least
-  // seven and one ends with all the digits of the other.
+  // The platform's own look-ups, as the bulletin server asks them: `sameDestination` decides.
   bool contains(const std::string& destinationId) const;
   bool favouritesContain(const std::string& destinationId) const;
 

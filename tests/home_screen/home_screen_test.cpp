@@ -121,6 +121,13 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"contact A\ngroup G A B\n", "2: no person is called \"B\""},
         Wrong{"contact A\ncontact A\ngroup G A\n", "3: 2 people are called \"A\""},
         Wrong{"dnd on\nfoundation-version 1300\n", "2: \"foundation-version\" after"},
+        Wrong{"schedule 22:00\n", "1: \"22:00\" is not a period of the day"},
+        Wrong{"schedule 22:00-24:00\n", "1: \"22:00-24:00\" is not a period"},
+        Wrong{"schedule 22:00-22:00\n", "1: \"22:00-22:00\" is not a period"},
+        Wrong{"active noon\n", "1: \"noon\" is not a local time; expected active YYYY"},
+        Wrong{"suppressed 1.5\n", "1: \"1.5\" is not an integer"},
+        Wrong{"time-zone Mars/North\n", "1: \"Mars/North\" is no time zone"},
+        Wrong{"dnd on\ntime-zone Etc/UTC\n", "2: \"time-zone\" after"},
         Wrong{"message \x1b[31m \x1b\n", "1: too many words"},
         Wrong{"\x1b[31m\n", "1: unknown command \"\\x1b[31m\""}));
 
@@ -193,6 +200,70 @@ TEST_F(HomeScreen, TurnsEveryKnobOfThePhone) {
                  "matcher\nmatcher +15550100142\n"),
             "presented\nheld back\nheld back\npresented\nheld back\nheld back\npresented\n"
             "false\nfalse\n");
+}
+
+TEST_F(HomeScreen, FollowsTheScheduleThroughTheWeek) {
+  EXPECT_EQ(play("time-zone Europe/Berlin\n"
+                 "clock 2026-11-21 21:00\n"
+                 "interval\nschedule 22:00-07:00\ninterval\n"
+                 "set schedulerWeekday_7 false\nset allowedMessageGroup -200\n"
+                 "post reloadsettings\n"
+                 "suppressed 0\nsuppressed 1\nsuppressed -9223372036854775808\n"
+                 "active 2026-11-21 23:00\nactive \"2026-11-22 01:00\"\n"
+                 "advance 2h\nmessage +1\nadvance 2h\nmessage +1\nadvance 6h\nmessage +1\n"
+                 "schedule off\ninterval\nactive 2026-11-22 23:00\n"),
+            "nothing\n22:00-07:00\ntrue\nfalse\nfalse\nnot active\nactive\n"
+            "presented\nheld back\npresented\nnothing\nnot active\n");
+}
+
+TEST_F(HomeScreen, TellsOfAnExceptionWhileReadingTheStoredSchedule) {
+  write(deviceFile("BulletinBoard/BehaviorOverrides.plist"),
+        "<plist version=\"1.0\"><dict><key>overrides</key><array><data>AAAA</data></array></dict>"
+        "</plist>");
+  EXPECT_EQ(play("interval\nmessage +1\n", "--device phone").rfind("raised NSInvalid", 0), 0U);
+}
+
+struct ClockChange {
+  const char* night;
+  std::vector<std::string> lines;
+};
+
+TEST_F(HomeScreen, DrawsTheNightsInWhichTheClocksChange) {
+  const std::string phone = (fs::path(HUSHLANE_SOURCE_DIR) / "examples/phone").string();
+  for (const ClockChange& change : {
+           ClockChange{"2026-10-24 12:00",
+                       {"Sun 25 Oct |##############..............................####| 10h00m, "
+                        "day of 25h\n",
+                        "Sun 2026-10-25 03:00  clocks  back to 02:00\n"}},
+           ClockChange{"2026-03-28 12:00",
+                       {"Sun 29 Mar |####  ########..............................####| 8h00m, "
+                        "day of 23h\n",
+                        "Sun 2026-03-29 02:00  clocks  forward to 03:00\n",
+                        "Sun 2026-03-29 07:00  off     the schedule ends\n"}},
+       }) {
+    const Result result =
+        run(fmt::format("calendar --device '{}' --time-zone Europe/Berlin --next 2 --at '{}'",
+                        phone, change.night));
+    EXPECT_EQ(result.status, 0) << result.complaints;
+    for (const std::string& line : change.lines) {
+      EXPECT_NE(result.output.find(line), std::string::npos) << line << result.output;
+    }
+  }
+}
+
+TEST_F(HomeScreen, RunsTheLinesOfAShellAsTheyComeAndReadsOnAfterAWrongOne) {
+  const Result result = run("shell",
+                            "foundation-version 1300\nhelp dnd\ndnd perhaps\ndnd on\nmessage +1\n"
+                            "expect presented\nquit\nmessage +2\n");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.complaints,
+            "standard input:3: \"perhaps\" is not one of the choices; expected dnd on|off\n"
+            "standard input:6: expected \"presented\", but \"message +1\" (line 5) gave "
+            "\"held back\"\n");
+  EXPECT_NE(result.output.find("dnd on|off"), std::string::npos);
+  EXPECT_NE(result.output.find("held back\n"), std::string::npos);
+  EXPECT_EQ(result.output.find("+2"), std::string::npos) << "read on after the end";
+  EXPECT_EQ(result.output.find("hushlane>"), std::string::npos) << "a prompt without a terminal";
 }
 
 TEST_F(HomeScreen, ReportsOneObjectForEachCommandWithTheStartFirst) {
@@ -290,6 +361,11 @@ TEST_F(HomeScreen, TellsWrongUsageFromAnUnreadablePhone) {
            Misuse{"play nowhere.scenario", 2, "nowhere.scenario: No such file or directory"},
            Misuse{"play scratch", 2, "scratch: is a directory"},
            Misuse{"play - --library nowhere.so", 2, "nowhere.so"},
+           Misuse{"explain", 2, "SENDER is required"},
+           Misuse{"explain +1 --at noon", 2, "--at: noon is no local time"},
+           Misuse{"who --time-zone Mars/North", 2, "Mars/North is no time zone"},
+           Misuse{"calendar --next 0", 2, "--next"},
+           Misuse{"calendar --device nowhere", 3, "nowhere: does not exist"},
            Misuse{"demo > /dev/full", 2, "standard output: No space left on device"},
            Misuse{"play - --device nowhere", 3, "nowhere: does not exist"},
            Misuse{"play - --device input", 3, "input: is no directory"},
