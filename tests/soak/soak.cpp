@@ -357,27 +357,18 @@ int main(int argc, char** argv) {
       "Asks the library on four threads while its settings are loaded again and again.");
   Goal goal;
   std::string library;
+  std::string root;
   options.add_option("--library", library, "the library under test")->required();
+  options.add_option("--root", root, "an empty directory for the phone's files")->required();
   options.add_option("--decisions", goal.decisions, "go on for so many")->capture_default_str();
   options.add_option("--loads", goal.loads, "and for so many loads")->capture_default_str();
   options.add_option("--seconds", goal.seconds, "or just for so long");
   CLI11_PARSE(options, argc, argv);
 
-  // In memory, where there is such a place: the loads read real files, as fast as they can be had.
-  const std::filesystem::path memory = "/dev/shm";
-  std::string pattern =
-      ((std::filesystem::exists(memory) ? memory : std::filesystem::temp_directory_path()) /
-       "soak-XXXXXX")
-          .string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    std::perror("soak: no temporary directory");
-    return 1;
-  }
   // The library is never unloaded: the host's end is no part of this.
-  static auto* const phone = new Phone(pattern);
+  static auto* const phone = new Phone(root);
   static auto* const loaded = new LoadedLibrary(library);
   const int result = run(*phone, *loaded, goal);
-  std::filesystem::remove_all(pattern);
   std::fflush(stdout);
   std::_Exit(result);
 }
