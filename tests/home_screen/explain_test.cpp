@@ -76,6 +76,86 @@ bool answerTold(const Explanation& explanation) {
   return last.value == "yes";
 }
 
+struct Told {
+  std::int64_t mode;
+  const char* sender;
+  const char* condition;
+  const char* value;
+  const char* source;
+};
+
+TEST_F(ExplainTest, NamesTheTailTheEntryAndItsOwner) {
+  Player player(phone(), HUSHLANE_LIBRARY, false);
+  dnd(true);
+  player.start();
+  phone().bulletinBoard.reportOverrideTypes(1, 0);
+  for (const Told& told : {
+           Told{1, "+445550100142", "A member's number", "15550100142", "Mara, +1 (555) 010-0142"},
+           Told{1, "+5550100177", "A member's number", "5550100177", "Jonas, 555 010 0177"},
+           Told{2, "0100142", "A member's number", "442070100142", "Tomas, +442070100142"},
+           Told{1, "x): 1", "Tail compared", "x): 1",
+                "the whole sender; maxNumOfDigitsToCompare is not set"},
+           Told{1, "(0100142)", "Tail compared", "100142)",
+                "last 7; maxNumOfDigitsToCompare is not set"},
+           Told{1, "", "Tail compared", "(empty)",
+                "the whole sender; maxNumOfDigitsToCompare is not set"},
+           Told{1, "Jonas@quill.example", "A member's address", "yes",
+                "Jonas, Jonas@quill.example"},
+           Told{2, "Jonas@quill.example", "A member's address", "no", ""},
+           Told{-400, "MARA@quill.example", "In the contacts", "yes", "Mara, mara@quill.example"},
+           Told{-300, "+15550100177", "On the favourites list", "yes", "Jonas, 555 010 0177"},
+           Told{-300, "+15550100142", "On the favourites list", "no", ""},
+           Told{77, "1", "Let through", "group 77", "allowedMessageGroup is 77"},
+           Told{0, "1", "Let through", "nobody (mode 0)", "allowedMessageGroup is 0"},
+           Told{2, "1", "Let through", "group Others", "allowedMessageGroup is 2"},
+       }) {
+    set("allowedMessageGroup", told.mode);
+    player.post("org.mernwick.hushlane.reloadsettings");
+    const auto chain = Explainer(player).explain(told.sender).chain;
+    const auto found = std::find_if(chain.begin(), chain.end(), [&](const Condition& condition) {
+      return condition.name == told.condition;
+    });
+    ASSERT_NE(found, chain.end()) << told.sender;
+    EXPECT_EQ(found->value, told.value) << told.sender;
+    EXPECT_EQ(found->source, told.source) << told.sender;
+  }
+}
+
+struct Reason {
+  bool byHand;
+  const char* moment;
+  const char* condition;
+  const char* value;
+  const char* source;
+};
+
+TEST_F(ExplainTest, SaysWhyDoNotDisturbIsOnOrOff) {
+  phone().bulletinBoard.setSchedule(
+      simulator::DailyPeriod{std::chrono::hours(22), std::chrono::hours(7)});
+  set("schedulerWeekday_7", false);
+  Player player(phone(), HUSHLANE_LIBRARY, false);
+  player.start();
+  for (const Reason& reason : {
+           Reason{false, "2026-11-20 23:00", "Do Not Disturb", "on",
+                  "by the schedule 22:00-07:00, a Friday"},
+           Reason{false, "2026-11-21 23:00", "Phone's own answer", "present it",
+                  "schedule 22:00-07:00, but not on Saturdays"},
+           Reason{false, "2026-11-22 12:00", "Phone's own answer", "present it",
+                  "outside the schedule 22:00-07:00, a Sunday"},
+           Reason{true, "2026-11-21 23:00", "Do Not Disturb", "on", "by hand"},
+           Reason{true, "2026-11-22 23:00", "Do Not Disturb", "on",
+                  "by hand, and by the schedule 22:00-07:00, a Sunday"},
+       }) {
+    phone().setLocalTime(*home_screen::parseLocalTime(reason.moment));
+    dnd(reason.byHand);
+    const auto chain = Explainer(player).explain("1").chain;
+    const Condition& told = chain[std::string(reason.condition) == "Do Not Disturb" ? 1 : 0];
+    EXPECT_EQ(told.name, reason.condition) << reason.moment;
+    EXPECT_EQ(told.value, reason.value) << reason.moment;
+    EXPECT_EQ(told.source, reason.source) << reason.moment;
+  }
+}
+
 TEST_F(ExplainTest, AgreesWithTheGateOnRandomSendersModesAndSettings) {
   Player player(phone(), HUSHLANE_LIBRARY, false);
   player.start();

@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -22,7 +24,7 @@ std::string contents(const fs::path& file) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-void write(const fs::path& file, const std::string& text) {
+void writeFile(const fs::path& file, const std::string& text) {
   fs::create_directories(file.parent_path());
   std::ofstream(file, std::ios::binary) << text;
 }
@@ -50,7 +52,7 @@ class HomeScreen : public testing::Test {
   }
 
   Result run(const std::string& arguments, const std::string& input = "") const {
-    write(folder / "input", input);
+    writeFile(folder / "input", input);
     const std::string command =
         fmt::format("cd '{0}' && TMPDIR='{1}' '{2}' < input > output 2> complaints {3}",
                     folder.string(), scratch().string(), HUSHLANE_SIM, arguments);
@@ -217,9 +219,10 @@ TEST_F(HomeScreen, FollowsTheScheduleThroughTheWeek) {
 }
 
 TEST_F(HomeScreen, TellsOfAnExceptionWhileReadingTheStoredSchedule) {
-  write(deviceFile("BulletinBoard/BehaviorOverrides.plist"),
-        "<plist version=\"1.0\"><dict><key>overrides</key><array><data>AAAA</data></array></dict>"
-        "</plist>");
+  writeFile(
+      deviceFile("BulletinBoard/BehaviorOverrides.plist"),
+      "<plist version=\"1.0\"><dict><key>overrides</key><array><data>AAAA</data></array></dict>"
+      "</plist>");
   EXPECT_EQ(play("interval\nmessage +1\n", "--device phone").rfind("raised NSInvalid", 0), 0U);
 }
 
@@ -249,6 +252,73 @@ TEST_F(HomeScreen, DrawsTheNightsInWhichTheClocksChange) {
       EXPECT_NE(result.output.find(line), std::string::npos) << line << result.output;
     }
   }
+}
+
+TEST_F(HomeScreen, ExplainsAsOneObjectAndLeavesThePhoneAsItWas) {
+  fs::copy(fs::path(HUSHLANE_SOURCE_DIR) / "examples/phone", device(), fs::copy_options::recursive);
+  const fs::path settings = deviceFile("Preferences/org.mernwick.hushlane.plist");
+  const std::string before = contents(settings);
+  const Result result =
+      run("explain +15550100163 --json --device phone --at '2026-11-22 01:00:30'");
+  EXPECT_EQ(contents(settings), before);
+  EXPECT_EQ(result.status, 0) << result.complaints;
+  const auto explanation = nlohmann::json::parse(result.output);
+  EXPECT_EQ(explanation["at"], "2026-11-22 01:00:30");
+  EXPECT_EQ(explanation["answer"], "held back");
+  EXPECT_EQ(explanation["chain"][4]["condition"], "Tail compared");
+  EXPECT_EQ(explanation["chain"][4]["value"], "0100163");
+  EXPECT_EQ(explanation["changes"].size(), 5U);
+  EXPECT_EQ(explanation["changes"][4],
+            nlohmann::json::parse(R"({"key": "schedulerWeekday_1", "value": false,
+                                      "meaning": "no schedule on Sundays"})"));
+}
+
+// What the program shows on a terminal while this is typed.
+std::string typed(const std::string& keys) {
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    setenv("TERM", "xterm", 1);
+    setenv("NO_COLOR", "1", 1);
+    execl(HUSHLANE_SIM, HUSHLANE_SIM, "shell", nullptr);
+    _exit(127);
+  }
+  std::string shown;
+  char part[4096];
+  const auto readUntilPrompt = [&] {
+    constexpr std::string_view prompt = "hushlane> ";
+    const std::size_t start = shown.size();
+    for (ssize_t got = 1; got > 0 && shown.find(prompt, start) == std::string::npos;) {
+      got = read(terminal, part, sizeof part);
+      if (got > 0) shown.append(part, static_cast<std::size_t>(got));
+    }
+  };
+  readUntilPrompt();
+  std::istringstream lines(keys);
+  for (std::string line; std::getline(lines, line);) {
+    line += '\n';
+    EXPECT_EQ(write(terminal, line.data(), line.size()), static_cast<ssize_t>(line.size()));
+    readUntilPrompt();
+  }
+  close(terminal);
+  int status = 0;
+  waitpid(child, &status, 0);
+  return shown;
+}
+
+TEST_F(HomeScreen, CompletesAndRemembersAtAPrompt) {
+  // Tab after a command, a key, a notification and a choice; the arrow up recalls the message.
+  const std::string shown = typed(
+      "set allowedM\t-100\npost rel\t\nplatform-answer n\t\ngateway 1\n"
+      "mess\t+1\n\x1b[A\nstate\nquit\n");
+  std::size_t presented = 0;
+  for (std::size_t at = 0; (at = shown.find("presented", at)) != std::string::npos; ++at) {
+    ++presented;
+  }
+  EXPECT_EQ(presented, 2U) << shown;
+  EXPECT_NE(shown.find("allowedMessageGroup=-100\r\n"), std::string::npos) << shown;
+  EXPECT_EQ(shown.find("unknown command"), std::string::npos) << shown;
+  EXPECT_EQ(shown.find("\x1b[32m"), std::string::npos) << "colour in spite of NO_COLOR";
 }
 
 TEST_F(HomeScreen, RunsTheLinesOfAShellAsTheyComeAndReadsOnAfterAWrongOne) {
@@ -314,9 +384,9 @@ TEST_F(HomeScreen, PlaysOnACopyOfThePhone) {
   const std::string before =
       "<plist version=\"1.0\"><dict><key>allowedMessageGroup</key><integer>-100</integer></dict>"
       "</plist>";
-  write(preferences, before);
+  writeFile(preferences, before);
   fs::permissions(preferences, fs::perms::owner_read);
-  write(device() / "private/unrelated", "");
+  writeFile(device() / "private/unrelated", "");
 
   EXPECT_EQ(play("dnd on\nmessage +1\nset allowedMessageGroup -200\npost reloadsettings\n"
                  "message +1\ncontact A\n",
@@ -338,7 +408,7 @@ TEST_F(HomeScreen, NamesTheUsersOwnFileThatCanNotBeRead) {
                    "<plist version=\"1.0\"><array/></plist>"},
         Unreadable{"AddressBook/AddressBook.sqlitedb", "no database at all"}}) {
     fs::remove_all(device());
-    write(deviceFile(unreadable.file), unreadable.content);
+    writeFile(deviceFile(unreadable.file), unreadable.content);
     const Result result = run("play - --device phone", "message +1");
     EXPECT_EQ(result.status, 3) << unreadable.file;
     EXPECT_EQ(result.output, "");
