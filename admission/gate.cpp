@@ -32,7 +32,8 @@ bool senderIsGroupMember(NSString* destinationID) {
   return found;
 }
 
-bool senderIsAllowed(id server, NSString* destinationID) {
+// Apart from the decision, so that the far more frequent ones are not slowed by what it needs.
+[[gnu::noinline]] bool senderIsAllowed(id server, NSString* destinationID) {
   const int64_t allowed = allowedMessageGroup.load();
   switch (allowed) {
     case allowedMessageGroupAllContacts:
@@ -49,26 +50,43 @@ bool senderIsAllowed(id server, NSString* destinationID) {
   }
 }
 
-}  // namespace
-
-BOOL shouldPresentNotificationHook(id server, SEL selector, int32_t type, NSString* destinationID) {
+template <bool hostHasFeeds>
+bool askPlatform(id server, SEL selector, int32_t type, NSString* destinationID) {
   const bool platformAnswer = platform::call<BOOL>(originalShouldPresentNotification, server,
                                                    selector, type, destinationID);
   debugLog<"HL: default should present this notification: %@, notification type: %d">(
       platformAnswer, type);
-  if (NSFoundationVersionNumber >= firstFoundationWithFeeds) {
-    platform::askWhetherToPresentInFeed(server, type, destinationID);
-  }
-  if (type != notificationTypeMessage) {
-    debugLog<"HL: notification is not a message, returning orig">();
-    return platformAnswer;
-  }
-  debugLog<"HL: DnD active:%@, privilegedGroupID=%d">(
-      isDNDActive.load(), static_cast<int32_t>(allowedMessageGroup.load()));
+  if (hostHasFeeds) platform::askWhetherToPresentInFeed(server, type, destinationID);
+  return platformAnswer;
+}
+
+template <bool hostHasFeeds>
+[[gnu::noinline]] bool shouldPresentMessage(id server, SEL selector, NSString* destinationID) {
+  const bool platformAnswer =
+      askPlatform<hostHasFeeds>(server, selector, notificationTypeMessage, destinationID);
+  debugLog<"HL: DnD active:%@, privilegedGroupID=%d">(isDNDActive, allowedMessageGroup);
   bool present = platformAnswer;
   if (!platformAnswer && isDNDActive.load()) present = senderIsAllowed(server, destinationID);
   debugLog<"HL: presenting contact?, returning: %@">(present);
   return present;
+}
+
+template <bool hostHasFeeds>
+BOOL shouldPresentNotificationHook(id server, SEL selector, int32_t type, NSString* destinationID) {
+  if (type == notificationTypeMessage) {
+    return shouldPresentMessage<hostHasFeeds>(server, selector, destinationID);
+  }
+  const bool platformAnswer = askPlatform<hostHasFeeds>(server, selector, type, destinationID);
+  debugLog<"HL: notification is not a message, returning orig">();
+  return platformAnswer;
+}
+
+}  // namespace
+
+DecisionHook shouldPresentNotificationHookForHost() {
+  return NSFoundationVersionNumber >= firstFoundationWithFeeds
+             ? shouldPresentNotificationHook<true>
+             : shouldPresentNotificationHook<false>;
 }
 
 }  // namespace hushlane

@@ -18,6 +18,9 @@ namespace hushlane {
 extern IMP originalShouldPresentNotification;
 
 // `destinationID` is the sender's phone number or e-mail address as the host spells it, or null.
-BOOL shouldPresentNotificationHook(id server, SEL selector, int32_t type, NSString* destinationID);
+using DecisionHook = BOOL (*)(id server, SEL selector, int32_t type, NSString* destinationID);
+
+// The replacement for this host: with or without the question about a feed.
+DecisionHook shouldPresentNotificationHookForHost();
 
 }  // namespace hushlane

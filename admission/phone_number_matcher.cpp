@@ -22,8 +22,9 @@ bool phoneNumberBelongsToPrivilegedPerson(NSString* destinationID) {
   debugLog<"HL: comparing last %d digits of phone number">(static_cast<int32_t>(numOfDigits));
   NSString* const tail = tailOf(destinationID, numOfDigits);
   const auto phones = privilegedMessageSenderPhones.read();
+  platform::HasSuffix endsWithTail(tail);
   for (NSString* const phone : platform::Each<NSString>(phones.get())) {
-    if (platform::hasSuffix(phone, tail)) {
+    if (endsWithTail(phone)) {
       debugLog<"HL:\tfound privileged phone with destinationID suffix (%@): %@">(tail, phone);
       return true;
     }

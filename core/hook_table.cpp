@@ -37,7 +37,7 @@ void installHookTable() {
        implementation(activeBehaviorOverrideTypesChangedHook),
        &originalActiveBehaviorOverrideTypesChanged},
       {server, "shouldPresentNotificationOfType:fromSenderWithDestinationID:",
-       implementation(shouldPresentNotificationHook), &originalShouldPresentNotification},
+       implementation(shouldPresentNotificationHookForHost()), &originalShouldPresentNotification},
       {behaviorOverride, "isActiveForDate:", implementation(isActiveForDateHook),
        &originalIsActiveForDate},
       {behaviorOverride, "initWithOverrideType:mode:effectiveIntervals:",

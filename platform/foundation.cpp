@@ -13,10 +13,6 @@ NSUInteger locationOfString(NSString* string, NSString* wanted) {
   return send<NSRange>(string, selector<"rangeOfString:">(), wanted).location;
 }
 
-bool hasSuffix(NSString* string, NSString* ending) {
-  return ending != nullptr && send<BOOL>(string, selector<"hasSuffix:">(), ending);
-}
-
 // A variadic method must be called through a variadic type: on arm64 phones the arguments that
 // stand for the dots go on the stack, and named ones do not.
 NSString* stringWithFormat(NSString* format, int32_t value) {

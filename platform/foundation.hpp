@@ -15,8 +15,18 @@ namespace hushlane::platform {
 NSUInteger length(NSString* string);
 NSString* substringFromIndex(NSString* string, NSUInteger index);
 NSUInteger locationOfString(NSString* string, NSString* wanted);  // NSNotFound when it has none
-bool hasSuffix(NSString* string, NSString* ending);               // false for an empty ending
 NSString* stringWithFormat(NSString* format, int32_t value);
+
+// hasSuffix: for many strings and one ending, which must live as long. False for an empty ending.
+class HasSuffix {
+ public:
+  explicit HasSuffix(NSString* ending) noexcept : ending_(ending) {}
+  bool operator()(NSString* string) { return ending_ != nullptr && message_(string, ending_); }
+
+ private:
+  NSString* ending_;
+  RepeatedMessage<BOOL, NSString*> message_{selector<"hasSuffix:">()};
+};
 
 NSCharacterSet* characterSetWithCharactersInString(NSString* characters);
 NSCharacterSet* invertedSet(NSCharacterSet* set);
@@ -58,7 +68,13 @@ class Each {
   class Iterator {
    public:
     explicit Iterator(Each& each) : each_(each) { each_.fetch(); }
-    T* operator*() const noexcept { return static_cast<T*>(each_.state_.itemsPtr[index_]); }
+    T* operator*() const noexcept {
+      // The objects of a long list lie anywhere in memory, so those ahead are called for early.
+      if (index_ + ahead < each_.fetched_) {
+        __builtin_prefetch(each_.state_.itemsPtr[index_ + ahead]);
+      }
+      return static_cast<T*>(each_.state_.itemsPtr[index_]);
+    }
     Iterator& operator++() {
       if (++index_ == each_.fetched_) {
         index_ = 0;
@@ -78,6 +94,7 @@ class Each {
 
  private:
   static constexpr NSUInteger batch = 16;
+  static constexpr NSUInteger ahead = 24;
 
   void fetch() {
     fetched_ = send<NSUInteger>(array_, selector<"countByEnumeratingWithState:objects:count:">(),

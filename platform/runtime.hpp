@@ -66,6 +66,29 @@ R send(id receiver, SEL selector, Args... args) {
   return call<R>(implementation, receiver, selector, args...);
 }
 
+// One message for many receivers in a row: the method is looked up anew only when the class is
+// another than the one before. For a loop on one thread, which no method replacement outlasts.
+template <class R, class... Args>
+class RepeatedMessage {
+ public:
+  explicit RepeatedMessage(SEL selector) noexcept : selector_(selector) {}
+
+  R operator()(id receiver, Args... args) {
+    if (receiver == nullptr) return R();
+    const Class type = object_getClass(receiver);
+    if (type != type_) {
+      implementation_ = class_getMethodImplementation(type, selector_);
+      type_ = type;
+    }
+    return call<R>(implementation_, receiver, selector_, args...);
+  }
+
+ private:
+  SEL selector_;
+  Class type_ = nullptr;
+  IMP implementation_ = nullptr;
+};
+
 // The only way to ask whether a method exists: a look-up of a missing one is never null.
 inline bool respondsTo(id object, SEL selector) noexcept {
   return object != nullptr && class_respondsToSelector(object_getClass(object), selector);

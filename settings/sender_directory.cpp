@@ -86,6 +86,8 @@ void cacheMembers(NSArray* members) {
       platform::characterSetWithCharactersInString(constantString<"0123456789">()));
   const Senders senders;
   for (ABRecord* const member : platform::Each<ABRecord>(members)) {
+    // What one member leaves behind is gone before the next, so a large group takes no more room.
+    const platform::AutoreleasePool pool;
     platform::addObject(senders.ids.get(), platform::numberWithInt(platform::recordID(member)));
     addPhoneNumbers(senders.phones.get(), member, nonDigits);
     addEmailAddresses(senders.emails.get(), member);

@@ -65,7 +65,20 @@ NSUInteger enumerate(Array* self, SEL, NSFastEnumerationState* walk, id*, NSUInt
   return self->items.size();
 }
 
+// Null unless all are strings of narrow units and nothing stands between them.
+String* joinedNarrow(const Array* array, const String* separator) {
+  if (separator != nullptr && separator->length > 0) return nullptr;
+  std::string units;
+  for (const id item : array->items) {
+    const String* string = asString(item);
+    if (string == nullptr || string->wide) return nullptr;
+    units.append(reinterpret_cast<const char*>(string->narrowUnits()), string->length);
+  }
+  return makeNarrowString(reinterpret_cast<const std::uint8_t*>(units.data()), units.size());
+}
+
 id componentsJoined(Array* self, SEL, id separator) {
+  if (String* narrow = joinedNarrow(self, asString(separator))) return objc_autorelease(narrow);
   std::u16string joined;
   const auto appendString = [&joined](const String* string) {
     for (std::size_t i = 0; string != nullptr && i < string->length; ++i) {
@@ -194,7 +207,11 @@ Array::~Array() {
   for (const id item : items) objc_release(item);
 }
 
-Array* makeArray() { return make<Array>(classNamed("NSArray")); }
+Array* makeArray() {
+  static const Class type = classNamed("NSArray");
+  return make<Array>(type);
+}
+
 Array* makeMutableArray() { return make<Array>(classNamed("NSMutableArray")); }
 
 void append(Array* array, id item) {

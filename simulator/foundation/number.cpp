@@ -1,3 +1,4 @@
+#include <array>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -60,6 +61,26 @@ bool equalNumbers(const Number* left, const Number* right) {
          static_cast<std::int64_t>(real) == integer;
 }
 
+// Small numbers are constants, as in Foundation. Not while zombies are kept: a mistake with one of
+// them shall show as with any other object.
+id numberWithInt(Class, SEL, int value) {
+  constexpr int smallest = -1;
+  static const auto constants = [] {
+    std::array<Number*, 14> numbers{};
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+      auto* const number = new Number;
+      number->isa = numberClass();
+      number->references = Object::immortal;
+      number->integer = smallest + static_cast<int>(i);
+      numbers[i] = number;
+    }
+    return numbers;
+  }();
+  const auto place = static_cast<std::size_t>(static_cast<std::int64_t>(value) - smallest);
+  if (place < constants.size() && !zombiesKept()) return constants[place];
+  return objc_autorelease(makeInteger(value));
+}
+
 BOOL isEqual(Number* self, SEL, id other) {
   if (!isKindOf(other, numberClass())) return false;
   return equalNumbers(self, static_cast<Number*>(header(other)));
@@ -83,9 +104,7 @@ void defineNumber() {
       .classMethod(
           "numberWithBool:",
           +[](Class, SEL, BOOL value) { return objc_autorelease(makeBoolean(value)); })
-      .classMethod(
-          "numberWithInt:",
-          +[](Class, SEL, int value) { return objc_autorelease(makeInteger(value)); })
+      .classMethod("numberWithInt:", &numberWithInt)
       .classMethod(
           "numberWithLongLong:",
           +[](Class, SEL, long long value) { return objc_autorelease(makeInteger(value)); })

@@ -30,12 +30,13 @@ const String* argument(id object, const char* method) {
 
 // ---- Making strings ----------------------------------------------------------------------------
 
-// Every new string comes from an `init`, so all that `alloc` gives is one constant, which is the
-// empty string as well.
-id allocString(Class, SEL) {
-  static String* const placeholder = makeImmortalString("");
-  return placeholder;
+String* emptyString() {
+  static String* const constant = makeImmortalString("");
+  return constant;
 }
+
+// Every new string comes from an `init`, so all that `alloc` gives is one constant.
+id allocString(Class, SEL) { return emptyString(); }
 
 id stringFromUtf8(const char* utf8, const char* method) {
   if (utf8 == nullptr) {
@@ -83,9 +84,11 @@ id substringFromIndex(String* self, SEL, NSUInteger index) {
 }
 
 id componentsSeparatedBySet(String* self, SEL, CharacterSet* separators) {
+  constexpr std::size_t usualPieces = 8;
   auto pieces = own(makeArray());
-  const auto appendPiece = [&](std::size_t from, std::size_t to) {
-    append(pieces.get(), own(part(self, from, to)).get());
+  pieces->items.reserve(usualPieces);
+  const auto appendPiece = [&](std::size_t first, std::size_t end) {
+    pieces->items.push_back(first == end ? emptyString() : part(self, first, end));
   };
   std::size_t from = 0;
   for (std::size_t i = 0; i < self->length; ++i) {
@@ -130,10 +133,22 @@ BOOL hasPrefix(String* self, SEL, id prefix) {
   return matchesAt(self, 0, wanted);
 }
 
+// One word tells most strings apart, without a guess for the processor to get wrong.
+std::uint32_t lastFour(const std::uint8_t* end) {
+  std::uint32_t units;
+  std::memcpy(&units, end - sizeof units, sizeof units);
+  return units;
+}
+
 BOOL hasSuffix(String* self, SEL, id suffix) {
   const String* wanted = argument(suffix, "hasSuffix:");
-  if (wanted->length == 0 || wanted->length > self->length) return false;
-  return matchesAt(self, self->length - wanted->length, wanted);
+  const std::size_t length = wanted->length;
+  if (length == 0 || length > self->length) return false;
+  if (self->wide || wanted->wide) return matchesAt(self, self->length - length, wanted);
+  const std::uint8_t* const end = self->narrowUnits() + self->length;
+  const std::uint8_t* const wantedEnd = wanted->narrowUnits() + length;
+  if (length >= 4 && lastFour(end) != lastFour(wantedEnd)) return false;
+  return std::memcmp(end - length, wantedEnd - length, length) == 0;
 }
 
 NSRange rangeOfString(String* self, SEL, id other) {

@@ -158,6 +158,7 @@ std::map<std::string, std::int64_t> liveObjectsByClass() {
 }
 
 void keepZombies(bool keep) { Census::shared().keep(keep); }
+bool zombiesKept() { return Census::shared().keeping(); }
 void forgetZombies() { Census::shared().forgetZombies(); }
 bool isLiveObject(const void* word) { return Census::shared().contains(word); }
 

@@ -199,6 +199,7 @@ std::int64_t autoreleasedWithoutPool();                    // since the process 
 // Keeps freed objects as zombies, so that any later use of one stops the process. Forgetting them
 // gives their memory back; nothing may still point to one then.
 void keepZombies(bool keep);
+bool zombiesKept();
 void forgetZombies();
 
 // Is this word the address of a live object? Only answered while zombies are kept, for the one
