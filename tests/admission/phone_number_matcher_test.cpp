@@ -46,6 +46,8 @@ TEST_F(MatcherTest, ComparesTheTailOfTheId) {
       {"letters in the book are dropped", 4, "4567", "4567", {"call 45 (67)"}, true},
       {"digits of another script", 7, thai, thai.c_str(), {thai, "1234567"}, false},
       {"an extension in the book", 7, "5551234567", "1234567", {"555 123 4567 ext. 89"}, false},
+      {"a tail of two", 2, "+1567", "67", {"967"}, true},
+      {"another tail of two", 2, "+1567", "67", {"968", "7"}, false},
       {"no number at all", 7, "5551234567", "1234567", {}, false},
   };
   for (const auto& row : rows) {
@@ -73,6 +75,29 @@ TEST_F(MatcherTest, NamesTheFirstOfTwoMatches) {
   EXPECT_TRUE(matcher("+15551234567"));
   EXPECT_EQ(log().back(),
             "HL:\tfound privileged phone with destinationID suffix (1234567): 91234567");
+}
+
+// A list may hold objects of several classes that answer to the same question.
+TEST_F(MatcherTest, AsksEachEntryInTheWayOfItsOwnClass) {
+  struct AnyEnding : simulator::Object {};
+  [[maybe_unused]] static const auto definition =
+      simulator::defineClass<AnyEnding>("AnyEnding", "NSObject")
+          .method(
+              "hasSuffix:", +[](AnyEnding*, SEL, id) -> BOOL { return true; });
+  startWith({}, 7);
+  for (const bool another : {false, true}) {
+    const auto list = simulator::own(simulator::makeArray());
+    append(list.get(), simulator::own(simulator::makeString("5550000000")).get());
+    if (another) {
+      const Class type = simulator::classNamed("AnyEnding");
+      append(list.get(), simulator::own(simulator::make<AnyEnding>(type)).get());
+    }
+    append(list.get(), simulator::own(simulator::makeString("5551111111")).get());
+    id& published = value<id>("privilegedMessageSenderPhones");
+    objc_release(std::exchange(published, simulator::share(list.get()).release()));
+    EXPECT_EQ(matcher("+15551234567"), another);
+    EXPECT_TRUE(matcher("+15551111111"));
+  }
 }
 
 TEST_F(MatcherTest, AnswersNoToAnAbsentIdAndWithoutAnyLoad) {
