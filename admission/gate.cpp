@@ -12,7 +12,6 @@ constinit IMP originalShouldPresentNotification = nullptr;
 namespace {
 
 constexpr int32_t notificationTypeMessage = 1;
-constexpr double firstFoundationWithFeeds = 1300.0;
 
 // An absent ID counts as an address, and equals none.
 bool isEmailAddress(NSString* destinationID) {
@@ -32,7 +31,7 @@ bool senderIsGroupMember(NSString* destinationID) {
   return found;
 }
 
-// Apart from the decision, so that the far more frequent ones are not slowed by what it needs.
+// Kept out of line: only a message that is held back needs its registers.
 [[gnu::noinline]] bool senderIsAllowed(id server, NSString* destinationID) {
   const int64_t allowed = allowedMessageGroup.load();
   switch (allowed) {
@@ -50,20 +49,19 @@ bool senderIsGroupMember(NSString* destinationID) {
   }
 }
 
-template <bool hostHasFeeds>
-bool askPlatform(id server, SEL selector, int32_t type, NSString* destinationID) {
+// The rule, in the order in which it decides. It is inlined where the caller knows the type or the
+// host, so that nothing is kept at hand for questions that can't come up there.
+[[gnu::always_inline]] inline bool decide(id server, SEL selector, int32_t type,
+                                          NSString* destinationID, bool hostHasFeeds) {
   const bool platformAnswer = platform::call<BOOL>(originalShouldPresentNotification, server,
                                                    selector, type, destinationID);
   debugLog<"HL: default should present this notification: %@, notification type: %d">(
       platformAnswer, type);
   if (hostHasFeeds) platform::askWhetherToPresentInFeed(server, type, destinationID);
-  return platformAnswer;
-}
-
-template <bool hostHasFeeds>
-[[gnu::noinline]] bool shouldPresentMessage(id server, SEL selector, NSString* destinationID) {
-  const bool platformAnswer =
-      askPlatform<hostHasFeeds>(server, selector, notificationTypeMessage, destinationID);
+  if (type != notificationTypeMessage) {
+    debugLog<"HL: notification is not a message, returning orig">();
+    return platformAnswer;
+  }
   debugLog<"HL: DnD active:%@, privilegedGroupID=%d">(isDNDActive, allowedMessageGroup);
   bool present = platformAnswer;
   if (!platformAnswer && isDNDActive.load()) present = senderIsAllowed(server, destinationID);
@@ -71,22 +69,20 @@ template <bool hostHasFeeds>
   return present;
 }
 
-template <bool hostHasFeeds>
-BOOL shouldPresentNotificationHook(id server, SEL selector, int32_t type, NSString* destinationID) {
-  if (type == notificationTypeMessage) {
-    return shouldPresentMessage<hostHasFeeds>(server, selector, destinationID);
-  }
-  const bool platformAnswer = askPlatform<hostHasFeeds>(server, selector, type, destinationID);
-  debugLog<"HL: notification is not a message, returning orig">();
-  return platformAnswer;
+[[gnu::noinline]] bool decideOnMessage(id server, SEL selector, NSString* destinationID) {
+  return decide(server, selector, notificationTypeMessage, destinationID, false);
 }
 
 }  // namespace
 
-DecisionHook shouldPresentNotificationHookForHost() {
-  return NSFoundationVersionNumber >= firstFoundationWithFeeds
-             ? shouldPresentNotificationHook<true>
-             : shouldPresentNotificationHook<false>;
+BOOL shouldPresentNotificationHook(id server, SEL selector, int32_t type, NSString* destinationID) {
+  if (type == notificationTypeMessage) return decideOnMessage(server, selector, destinationID);
+  return decide(server, selector, type, destinationID, false);
+}
+
+BOOL shouldPresentNotificationOnHostWithFeedsHook(id server, SEL selector, int32_t type,
+                                                  NSString* destinationID) {
+  return decide(server, selector, type, destinationID, true);
 }
 
 }  // namespace hushlane

@@ -6,9 +6,10 @@
 // Never the other way round. On whatever thread the host calls, without waiting and without state;
 // each shared value is read when the rule comes to it.
 //
-// A host from Foundation 1300.0 on is asked the same question with a feed as well, when its server
-// answers to it; that answer is ignored. A server that lacks the favourites or address-book look-up
-// finds nobody.
+// A host whose Foundation version is 1300.0 or higher is asked the same question with a feed as
+// well, when its server answers to it; that answer is ignored. It gets a replacement of its own,
+// chosen once, at start-up. A server that lacks the favourites or address-book look-up finds
+// nobody.
 #pragma once
 
 #include "platform/abi.hpp"
@@ -17,10 +18,11 @@ namespace hushlane {
 
 extern IMP originalShouldPresentNotification;
 
-// `destinationID` is the sender's phone number or e-mail address as the host spells it, or null.
-using DecisionHook = BOOL (*)(id server, SEL selector, int32_t type, NSString* destinationID);
+inline constexpr double firstFoundationWithFeeds = 1300.0;
 
-// The replacement for this host: with or without the question about a feed.
-DecisionHook shouldPresentNotificationHookForHost();
+// `destinationID` is the sender's phone number or e-mail address as the host spells it, or null.
+BOOL shouldPresentNotificationHook(id server, SEL selector, int32_t type, NSString* destinationID);
+BOOL shouldPresentNotificationOnHostWithFeedsHook(id server, SEL selector, int32_t type,
+                                                  NSString* destinationID);
 
 }  // namespace hushlane

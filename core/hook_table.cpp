@@ -29,6 +29,7 @@ constexpr char behaviorOverride[] = "BBBehaviorOverride";
 }  // namespace
 
 void installHookTable() {
+  const bool hostHasFeeds = NSFoundationVersionNumber >= firstFoundationWithFeeds;
   const HookEntry hookTable[] = {
       {settingsGateway, "activeBehaviorOverrideTypesChanged:source:",
        implementation(activeBehaviorOverrideTypesChangedSourceHook),
@@ -37,7 +38,9 @@ void installHookTable() {
        implementation(activeBehaviorOverrideTypesChangedHook),
        &originalActiveBehaviorOverrideTypesChanged},
       {server, "shouldPresentNotificationOfType:fromSenderWithDestinationID:",
-       implementation(shouldPresentNotificationHookForHost()), &originalShouldPresentNotification},
+       hostHasFeeds ? implementation(shouldPresentNotificationOnHostWithFeedsHook)
+                    : implementation(shouldPresentNotificationHook),
+       &originalShouldPresentNotification},
       {behaviorOverride, "isActiveForDate:", implementation(isActiveForDateHook),
        &originalIsActiveForDate},
       {behaviorOverride, "initWithOverrideType:mode:effectiveIntervals:",

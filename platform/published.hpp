@@ -24,6 +24,10 @@ namespace hushlane::platform {
 template <class T>
 class Cell {
  public:
+  constexpr Cell() noexcept = default;
+  Cell(const Cell&) = delete;
+  Cell& operator=(const Cell&) = delete;
+
   T load() const noexcept { return __atomic_load_n(&value_, __ATOMIC_SEQ_CST); }
   void store(T value) noexcept { __atomic_store_n(&value_, value, __ATOMIC_SEQ_CST); }
 
@@ -34,6 +38,10 @@ class Cell {
 // The part of Published that does not depend on the kind of object.
 class PublishedObject {
  protected:
+  constexpr PublishedObject() noexcept = default;
+  PublishedObject(const PublishedObject&) = delete;
+  PublishedObject& operator=(const PublishedObject&) = delete;
+
   Ref<objc_object> readObject() const noexcept;
   void publishObject(Ref<objc_object> next);
 

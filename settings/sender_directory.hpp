@@ -15,8 +15,9 @@ namespace hushlane {
 // address book holds without text gives no entry. Addresses stay as they are. Order and repeats are
 // the address book's.
 //
-// The collections stay as they are when access is denied or there is no such group or member list;
-// when the address book can't be opened, that is logged. Called by the settings load only.
+// The collections stay as they are when access is denied, there is no such group or member list, or
+// the platform gives no semaphore; when the address book can't be opened, that is logged. Called by
+// the settings load only.
 void cachePrivilegedMessageSenders();
 
 // Every group, as a list of dictionaries with the keys "name" and "id", in the platform's order; a

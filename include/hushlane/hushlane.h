@@ -1,9 +1,10 @@
 /*
  * What the library exports, for code in the same process that looks the names up (dlsym).
  *
- * C and C++. Objects are the platform's own, `id` in Objective-C. The library writes the values;
- * code outside may read all of them at any time, and may set `enableDebugLogging`. A collection or
- * date that was read must be retained before the next settings load, so read it on the main thread.
+ * C and C++. Objects are the platform's own, `id` in Objective-C. The library writes the values.
+ * Code outside may read numbers and flags on any thread, and may set `enableDebugLogging`. It may
+ * read an object on the main thread, and must retain it to keep it beyond the return to the main
+ * run loop, where settings loads and notifications replace it.
  */
 #ifndef HUSHLANE_HUSHLANE_H
 #define HUSHLANE_HUSHLANE_H
