@@ -79,7 +79,7 @@ def dylib(root, slice_name, extra_sources=(), compile_flags=(), link_flags=(),
             *objects, *sorted((root / "package/stubs").glob("*.tbd")))
         # Local names are long and of no use on the phone.
         run(tool("llvm-strip"), "-x", linked, "-o", stripped)
-        return code_signature.sign(stripped.read_bytes(), pathlib.PurePath(DYLIB).name)
+        return code_signature.sign(stripped.read_bytes())
 
 
 def data_files(root, library):

@@ -54,10 +54,14 @@ def signature(code, identifier, text_size):
     ])
 
 
-def sign(data, identifier):
+def signature_of(library, code):
+    text = next(segment for segment in library.segments if segment.name == "__TEXT")
+    return signature(code, library.install_name.rsplit("/")[-1], text.file_size)
+
+
+def sign(data):
     """The unsigned library `data` with a signature at its end."""
     library = mach_o.Dylib(data)
-    text = next(segment for segment in library.segments if segment.name == "__TEXT")
     link_edit = library.segments[-1]
     commands_end = 32 + library.commands_size
     if library.signature or link_edit.name != "__LINKEDIT":
@@ -67,13 +71,13 @@ def sign(data, identifier):
 
     code = bytearray(data + bytes(-len(data) % 16))
     # The size depends on the length of the code alone, so a first signature measures it.
-    size = len(signature(code, identifier, text.file_size))
+    size = len(signature_of(library, code))
     struct.pack_into("<2I", code, 16, len(library.commands) + 1, library.commands_size + 16)
     struct.pack_into("<4I", code, commands_end, mach_o.LC_CODE_SIGNATURE, 16, len(code), size)
     file_size = len(code) + size - link_edit.file_offset
     struct.pack_into("<Q", code, link_edit.command_offset + 32, -(-file_size // 0x4000) * 0x4000)
     struct.pack_into("<Q", code, link_edit.command_offset + 48, file_size)
-    return bytes(code) + signature(bytes(code), identifier, text.file_size)
+    return bytes(code) + signature_of(library, bytes(code))
 
 
 def complaints(library):
@@ -95,6 +99,8 @@ def complaints(library):
                 continue
             found += [f"{name} {text}"
                       for text in _directory_complaints(library, blob, slots, slot, hash_type)]
+        if not found and library.data[start:] != signature_of(library, library.data[:start]):
+            found = ["it does not end with the signature that goes with its code and name"]
         return found
     except (struct.error, KeyError) as error:
         return [f"its signature is damaged: {error!r}"]
@@ -103,13 +109,11 @@ def complaints(library):
 def _directory_complaints(library, blob, slots, slot, hash_type):
     offset = slots[slot]
     fields = HEADER.unpack_from(blob, offset)
-    (magic, _, _, flags, hash_offset, _, special, count, limit, hash_size, used_hash, _,
+    (magic, _, _, _, hash_offset, _, special, count, limit, hash_size, used_hash, _,
      page_bits) = fields[:13]
     if (magic, used_hash, page_bits) != (CODE_DIRECTORY, hash_type, PAGE_BITS):
         yield "directory has an unknown form"
         return
-    if flags != AD_HOC:
-        yield f"directory has the flags {flags:#x}, not those of an ad-hoc signature"
     if limit != library.signature[0]:
         yield f"directory covers {limit} bytes, but the code has {library.signature[0]}"
     first = offset + hash_offset

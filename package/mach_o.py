@@ -16,7 +16,9 @@ LC_DYLD_INFO_ONLY, LC_VERSION_MIN_IPHONEOS = 0x80000022, 0x25
 LC_FUNCTION_STARTS, LC_DATA_IN_CODE = 0x26, 0x29
 
 SECTION_TYPE = 0xFF
-MOD_INIT_FUNC_POINTERS, INIT_FUNC_OFFSETS = 0x9, 0x16
+REGULAR, ZERO_FILL, C_STRINGS, LITERALS_4, LITERALS_8 = 0x0, 0x1, 0x2, 0x3, 0x4
+POINTERS, LAZY_POINTERS, STUBS, INITIALIZERS, LITERALS_16 = 0x6, 0x7, 0x8, 0x9, 0xE
+READ, WRITE, EXECUTE = 1, 2, 4
 
 N_STAB, N_TYPE, N_EXT, N_UNDF = 0xE0, 0x0E, 0x01, 0x0
 
@@ -38,6 +40,7 @@ class Segment:
         self.command_offset = command_offset
         self.name = fields[0].rstrip(b"\0").decode()
         self.address, self.size, self.file_offset, self.file_size = fields[1:5]
+        self.protections = fields[5:7]  # at most, and at first
         self.sections = sections
 
 
@@ -58,7 +61,7 @@ class Dylib:
         self.segments, self.commands = [], []
         self.dependencies, self.least_versions = [], []
         self.install_name = self.minimum_version = self.signature = None
-        self.symbols, self.dyld_info = [], None
+        self.symbols, self.symbol_table, self.dyld_info, self.encryption = [], None, None, None
         try:
             self._read()
         except (struct.error, IndexError, UnicodeDecodeError, ValueError) as error:
@@ -69,7 +72,7 @@ class Dylib:
         return [section for segment in self.segments for section in segment.sections]
 
     def _read(self):
-        (magic, self.cpu, _, self.file_type, count, self.commands_size, self.flags,
+        (magic, self.cpu, self.cpu_variant, self.file_type, count, self.commands_size, self.flags,
          _) = struct.unpack_from("<8I", self.data, 0)
         if magic != MAGIC_64:
             raise MachOError("no 64-bit Mach-O file")
@@ -97,6 +100,8 @@ class Dylib:
             self.minimum_version = f"{version >> 16}.{version >> 8 & 0xFF}"
         elif command == LC_CODE_SIGNATURE:
             self.signature = struct.unpack_from("<2I", self.data, offset + 8)
+        elif command == LC_ENCRYPTION_INFO_64:
+            self.encryption = struct.unpack_from("<I", self.data, offset + 16)[0]
         elif command == LC_DYLD_INFO_ONLY:
             self.dyld_info = struct.unpack_from("<10I", self.data, offset + 8)
         elif command == LC_SYMTAB:
@@ -109,6 +114,7 @@ class Dylib:
         self.segments.append(Segment(offset, fields, sections))
 
     def _read_symbols(self, offset, count, strings, _):
+        self.symbol_table = offset
         for i in range(count):
             name, kind, _, description, _ = struct.unpack_from("<I2BHQ", self.data, offset + 16 * i)
             self.symbols.append(Symbol(self._text(strings + name), kind, description))

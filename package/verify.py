@@ -3,7 +3,6 @@
 Every check is a function of the parsed package that gives what is wrong, in words.
 """
 
-import pathlib
 import plistlib
 import re
 
@@ -20,8 +19,6 @@ FIXED_FIELDS = {"Package": build.PACKAGE, "Name": "Hushlane", "Architecture": "i
                 "Section": "Tweaks", "Depends": "mobilesubstrate, firmware (>= 7.0)"}
 FILE_MODES = {build.DYLIB: 0o755, build.FILTER: 0o644, build.DOCUMENTS + "copyright": 0o644,
               build.DOCUMENTS + "changes": 0o644}
-# What a file of the package may name: places on the phone.
-PHONE_PLACES = ("/usr/lib/", "/System/Library/", "/Library/", "/var/mobile/Library/")
 LOAD_COMMANDS = {
     mach_o.LC_SEGMENT_64, mach_o.LC_DYLD_INFO_ONLY, mach_o.LC_SYMTAB, mach_o.LC_DYSYMTAB,
     mach_o.LC_ENCRYPTION_INFO_64, mach_o.LC_ID_DYLIB, mach_o.LC_UUID,
@@ -29,6 +26,19 @@ LOAD_COMMANDS = {
     mach_o.LC_DATA_IN_CODE, mach_o.LC_CODE_SIGNATURE,
 }
 SINGLE_COMMANDS = LOAD_COMMANDS - {mach_o.LC_SEGMENT_64, mach_o.LC_LOAD_DYLIB}
+SEGMENTS = [("__TEXT", mach_o.READ | mach_o.EXECUTE), ("__DATA", mach_o.READ | mach_o.WRITE),
+            ("__LINKEDIT", mach_o.READ)]
+# Names and kinds. Others can make a loader run or redirect code without any initializer.
+SECTIONS = {
+    "__text": mach_o.REGULAR, "__stubs": mach_o.STUBS, "__stub_helper": mach_o.REGULAR,
+    "__const": mach_o.REGULAR, "__cstring": mach_o.C_STRINGS, "__literal4": mach_o.LITERALS_4,
+    "__literal8": mach_o.LITERALS_8, "__literal16": mach_o.LITERALS_16,
+    "__gcc_except_tab": mach_o.REGULAR, "__unwind_info": mach_o.REGULAR,
+    "__eh_frame": mach_o.REGULAR, "__got": mach_o.POINTERS,
+    "__la_symbol_ptr": mach_o.LAZY_POINTERS, "__data": mach_o.REGULAR,
+    "__mod_init_func": mach_o.INITIALIZERS, "__common": mach_o.ZERO_FILL,
+    "__bss": mach_o.ZERO_FILL,
+}
 
 
 class Package:
@@ -67,15 +77,16 @@ def without_underscore(name):
 # ---- The archive ---------------------------------------------------------------------------------
 
 def control(package, root):
-    texts = {entry.name.removeprefix("./"): data for entry, data in package.control_entries
-             if entry.isreg()}
-    if set(texts) != {"control"}:
-        yield f"the control archive holds {', '.join(sorted(texts))} instead of just 'control'"
-        return
-    fields = dict(re.findall(r"^([\w-]+): (.*)$", texts["control"].decode(), flags=re.M))
+    text = next((data for entry, data in package.control_entries if entry.name == "./control"), b"")
+    listed = re.findall(r"^([\w-]+): *(.*)$", text.decode(), flags=re.M)
+    fields = dict(listed)
     for name in CONTROL_FIELDS:
         if not fields.get(name):
             yield f"the control file has no {name}"
+    for name in sorted(set(fields) - set(CONTROL_FIELDS)):
+        yield f"{name} does not belong there"
+    if len(listed) != len(fields):
+        yield "a field is there twice"
     wanted = FIXED_FIELDS | {"Version": build.version(root), "Installed-Size": str(
         sum(-(-len(data) // 1024) for data in package.files.values()))}
     for name, value in wanted.items():
@@ -84,11 +95,16 @@ def control(package, root):
 
 
 def file_list(package, _):
-    for name in sorted(set(package.files) ^ set(FILE_MODES)):
-        yield f"{name} is missing" if name in FILE_MODES else f"{name} does not belong there"
-    for entry, _ in package.entries + package.control_entries:
-        if not entry.isreg() and not entry.isdir():
-            yield f"{entry.name} is neither a file nor a directory"
+    for entries, files in ((package.entries, FILE_MODES), (package.control_entries, ["control"])):
+        wanted = set(archive.with_directories(files))
+        found = [entry.name + "/" * entry.isdir() for entry, _ in entries]
+        for name in sorted(wanted ^ set(found)):
+            yield f"{name} is missing" if name in wanted else f"{name} does not belong there"
+        if len(found) != len(set(found)):
+            yield "an entry is there twice"
+        for entry, _ in entries:
+            if not entry.isreg() and not entry.isdir():
+                yield f"{entry.name} is neither a file nor a directory"
 
 
 def modes_and_owner(package, _):
@@ -97,8 +113,9 @@ def modes_and_owner(package, _):
         mode = 0o755 if entry.isdir() else FILE_MODES.get(name, 0o644)
         if entry.mode != mode:
             yield f"{name} has mode {entry.mode:04o} instead of {mode:04o}"
-        if (entry.uid, entry.gid, entry.uname) != (0, 0, "root"):
-            yield f"{name} belongs to {entry.uid}:{entry.gid}, not to root"
+        if (entry.uid, entry.gid, entry.uname, entry.gname) != (0, 0, "root", "wheel"):
+            yield (f"{name} belongs to {entry.uname}:{entry.gname} ({entry.uid}:{entry.gid}), "
+                   "not to root")
 
 
 def filter_list(package, _):
@@ -116,7 +133,8 @@ def filter_list(package, _):
 
 def shape(package, _):
     library = package.dylib
-    if (library.cpu, library.file_type) != (mach_o.CPU["arm64"], mach_o.DYLIB):
+    if (library.cpu, library.cpu_variant, library.file_type) != (
+            mach_o.CPU["arm64"], 0, mach_o.DYLIB):
         yield "it is no arm64 dynamic library"
     if len(library.data) > SIZE_LIMIT:
         yield f"it has {len(library.data)} bytes, more than {SIZE_LIMIT}"
@@ -133,6 +151,8 @@ def load_commands(package, root):
         yield f"the install name is {library.install_name} instead of {build.INSTALL_NAME}"
     if library.minimum_version != build.MINIMUM_VERSION:
         yield f"the minimum version is {library.minimum_version}, not {build.MINIMUM_VERSION}"
+    if library.encryption:
+        yield "it is marked as encrypted"
     # What frameworks call their compatibility version differs between phones; ours suits any.
     for name, version in zip(library.dependencies, library.least_versions):
         if version != 0:
@@ -141,30 +161,41 @@ def load_commands(package, root):
         yield f"it loads {name}" if name in library.dependencies else f"it does not load {name}"
 
 
+def layout(package, _):
+    library = package.dylib
+    segments = [(segment.name, *segment.protections) for segment in library.segments]
+    if segments != [(name, protection, protection) for name, protection in SEGMENTS]:
+        yield f"its segments and their protections are {segments}"
+    for section in library.sections:
+        if SECTIONS.get(section.name) != section.type:
+            yield f"section {section.segment},{section.name} does not belong there"
+
+
 def initializers(package, _):
-    sections = package.dylib.sections
-    count = sum(section.size // 8 for section in sections
-                if section.type == mach_o.MOD_INIT_FUNC_POINTERS)
-    count += sum(section.size // 4 for section in sections
-                 if section.type == mach_o.INIT_FUNC_OFFSETS)
+    count = sum(section.size // 8 for section in package.dylib.sections
+                if section.type == mach_o.INITIALIZERS)
     if count != 1:
         yield f"it has {count} initializers instead of one"
 
 
 def exports(package, _):
     library, public = package.dylib, interface.public_names()
-    found = library.exported_names() | {s.name for s in library.symbols if s.is_exported}
-    found = {without_underscore(name) for name in found}
-    for name in sorted(found ^ public):
-        yield f"it does not export {name}" if name in public else f"it exports {name}"
+    for names, table in ((library.exported_names(), "its export trie"),
+                         ({s.name for s in library.symbols if s.is_exported}, "its symbol table")):
+        for name in sorted({without_underscore(name) for name in names} ^ public):
+            yield f"{table} has no {name}" if name in public else f"{table} exports {name}"
+
+
+def taken_symbols(library):
+    """Pairs of the library's ordinal and the name."""
+    return library.bound_names() | {(s.library_ordinal, s.name)
+                                    for s in library.symbols if s.is_undefined}
 
 
 def undefined_symbols(package, root):
     library, stubs = package.dylib, stub_symbols(root)
-    taken = library.bound_names()
-    taken |= {(s.library_ordinal, s.name) for s in library.symbols if s.is_undefined}
     known = interface.platform_names() | interface.RUNTIME_NAMES | {"dyld_stub_binder"}
-    for ordinal, name in sorted(taken):
+    for ordinal, name in sorted(taken_symbols(library)):
         source = (library.dependencies[ordinal - 1] if 0 < ordinal <= len(library.dependencies)
                   else f"library number {ordinal}")
         if without_underscore(name) not in known:
@@ -173,15 +204,16 @@ def undefined_symbols(package, root):
             yield f"it takes {name} from {source}"
 
 
-def link_stubs(_, root):
+def link_stubs(package, root):
     given = [without_underscore(name) for names in stub_symbols(root).values() for name in names]
     platform = interface.platform_names()
+    taken = {without_underscore(name) for _, name in taken_symbols(package.dylib)}
     for name in sorted(name for name in set(given) if given.count(name) > 1):
         yield f"{name} is in two stubs"
     for name in sorted(platform - set(given)):
         yield f"{name} is in no stub"
-    for name in sorted(set(given) - platform - interface.RUNTIME_NAMES - {"dyld_stub_binder"}):
-        yield f"{name} is in a stub, but the platform's interface does not name it"
+    for name in sorted(set(given) - taken):
+        yield f"{name} is in a stub, but the library does not take it"
 
 
 def signature(package, _):
@@ -189,20 +221,16 @@ def signature(package, _):
 
 
 def no_debug_symbols(package, _):
-    for section in package.dylib.sections:
-        if section.segment == "__DWARF" or section.name.startswith("__debug"):
-            yield f"it has a section {section.segment},{section.name}"
     if count := sum(symbol.is_debug for symbol in package.dylib.symbols):
         yield f"it has {count} debugging symbols"
 
 
 def no_build_paths(package, root):
-    own_paths = (str(root), str(pathlib.Path.home()))
+    on_phone = {build.INSTALL_NAME, *stub_symbols(root)}
     for name, data in sorted(package.files.items()):
         for found in sorted(set(re.findall(rb"/[\w.+-]+(?:/[\w.+ -]+)+", data))):
             path = found.decode()
-            in_url = re.search(rb"\w:/" + re.escape(found), data)
-            if path.startswith(own_paths) or not (path.startswith(PHONE_PLACES) or in_url):
+            if path not in on_phone and not path.startswith("/var/mobile/Library/"):
                 yield f"{name} holds the path {path}"
 
 
@@ -213,10 +241,11 @@ CHECKS = (
     ("filter", filter_list),
     ("arm64 dynamic library of at most 96 KiB", shape),
     ("load commands, install name, minimum version", load_commands),
+    ("segments and sections", layout),
     ("exactly one initializer", initializers),
     ("exports exactly the public names", exports),
     ("takes only what the platform's interface names", undefined_symbols),
-    ("link stubs give exactly what the platform's interface names", link_stubs),
+    ("link stubs give exactly what the interface names and the library takes", link_stubs),
     ("hash of every page in both signatures", signature),
     ("no debugging symbols", no_debug_symbols),
     ("no path of the build machine", no_build_paths),

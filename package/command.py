@@ -1,0 +1,73 @@
+"""Builds the phone package in build/package/. With --verify, checks it as well: its contents, that
+the library compiles for the 32-bit phones too, and that a second build, from a copy of the sources
+in another directory, gives the same bytes."""
+
+import argparse
+import pathlib
+import shutil
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "script"))
+
+import build  # noqa: E402
+import verify  # noqa: E402
+
+SOURCES = (*build.ROOMS, "include", "package", "CMakeLists.txt", "LICENSE")
+
+
+def rebuilt_elsewhere():
+    with tempfile.TemporaryDirectory(prefix="hushlane-copy-") as directory:
+        copy = pathlib.Path(directory)
+        for name in SOURCES:
+            place = shutil.copytree if (ROOT / name).is_dir() else shutil.copy
+            place(ROOT / name, copy / name)
+        return build.package(copy)
+
+
+def compiles_for_armv7():
+    with tempfile.TemporaryDirectory() as directory:
+        try:
+            build.compile_slice(ROOT, "armv7", pathlib.Path(directory), build.library_sources(ROOT))
+        except build.BuildError as error:
+            return [str(error)]
+        return []
+
+
+def checks(package):
+    yield from verify.verify(package, ROOT)
+    same = rebuilt_elsewhere() == package
+    yield ("a build in another directory gives the same bytes",
+           [] if same else ["its bytes differ"])
+    yield "compiles for armv7 (objects only; this linker has no such target)", compiles_for_armv7()
+
+
+def report(results):
+    failed = False
+    for title, complaints in results:
+        print(f"  {'FAILED' if complaints else 'ok':6}  {title}", flush=True)
+        for text in complaints:
+            print(f"          {text}", flush=True)
+        failed = failed or bool(complaints)
+    return failed
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="script/package", description=__doc__)
+    parser.add_argument("--verify", action="store_true", help="check the built package as well")
+    options = parser.parse_args()
+    try:
+        package = build.package(ROOT)
+        target = ROOT / "build/package" / build.file_name(ROOT)
+        target.parent.mkdir(parents=True, exist_ok=True)
+        target.write_bytes(package)
+        print(f"built {target.relative_to(ROOT)}, {len(package)} bytes", flush=True)
+        if options.verify and report(checks(package)):
+            sys.exit("the package is refused")
+    except build.BuildError as error:
+        sys.exit(str(error))
+
+
+if __name__ == "__main__":
+    main()
