@@ -25,14 +25,11 @@ constexpr std::uint64_t segmentSize = 72;
 constexpr std::uint64_t sectionSize = 80;
 constexpr std::uint64_t pageSize = 4096;
 
-// The two names that the phone's C library has and this one does not. Nothing is bound lazily
-// here, so the binder never runs.
-std::uintptr_t stackGuard = 0x5A3CF00D;
+// Nothing is bound lazily here, so the phone's binder never runs.
 void lazyBinder() { std::abort(); }
 
 void* symbolOfThisProcess(std::string_view name) {
   if (name == "dyld_stub_binder") return reinterpret_cast<void*>(&lazyBinder);
-  if (name == "___stack_chk_guard") return &stackGuard;
   return name.starts_with('_') ? dlsym(RTLD_DEFAULT, std::string(name.substr(1)).c_str()) : nullptr;
 }
 
@@ -181,8 +178,8 @@ std::uint64_t* Image::slot(std::size_t segment, std::uint64_t offset) const {
 void Image::rebase() {
   std::size_t segment = 0;
   std::uint64_t place = 0;
-  const auto repeat = [&](std::uint64_t count, std::uint64_t step) {
-    for (; count > 0; --count, place += step) {
+  const auto repeat = [&](std::uint64_t count) {
+    for (; count > 0; --count, place += 8) {
       *slot(segment, place) += reinterpret_cast<std::uint64_t>(base_);
     }
   };
@@ -201,23 +198,12 @@ void Image::rebase() {
       case 0x30:
         place += readUleb(offset);
         break;
-      case 0x40:
-        place += immediate * 8;
-        break;
       case 0x50:
-        repeat(immediate, 8);
+        repeat(immediate);
         break;
       case 0x60:
-        repeat(readUleb(offset), 8);
+        repeat(readUleb(offset));
         break;
-      case 0x70:
-        repeat(1, 8 + readUleb(offset));
-        break;
-      case 0x80: {
-        const std::uint64_t count = readUleb(offset);
-        repeat(count, 8 + readUleb(offset));
-        break;
-      }
       default:
         refuse("has an unknown rebase instruction");
     }
@@ -228,11 +214,6 @@ void Image::bind(std::uint64_t offset, std::uint64_t size) {
   std::size_t segment = 0;
   std::uint64_t place = 0;
   void* target = nullptr;
-  const auto repeat = [&](std::uint64_t count, std::uint64_t step) {
-    for (; count > 0; --count, place += step) {
-      *slot(segment, place) = reinterpret_cast<std::uint64_t>(target);
-    }
-  };
   for (const std::uint64_t end = offset + size; offset < end;) {
     const auto byte = read<std::uint8_t>(offset++);
     const unsigned immediate = byte & 0x0F;
@@ -256,19 +237,9 @@ void Image::bind(std::uint64_t offset, std::uint64_t size) {
         place += readUleb(offset);
         break;
       case 0x90:
-        repeat(1, 8);
+        *slot(segment, place) = reinterpret_cast<std::uint64_t>(target);
+        place += 8;
         break;
-      case 0xA0:
-        repeat(1, 8 + readUleb(offset));
-        break;
-      case 0xB0:
-        repeat(1, 8 + immediate * 8);
-        break;
-      case 0xC0: {
-        const std::uint64_t count = readUleb(offset);
-        repeat(count, 8 + readUleb(offset));
-        break;
-      }
       default:
         refuse("has an unknown bind instruction");
     }

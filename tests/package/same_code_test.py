@@ -3,6 +3,7 @@
 program, with another loader, gives the same bytes for the demo and for every example."""
 
 import pathlib
+import plistlib
 import subprocess
 import sys
 import tempfile
@@ -14,20 +15,30 @@ sys.dont_write_bytecode = True
 
 import build  # noqa: E402
 
-USAGE = "usage: same_code_test.py HUSHLANE_SIM LIBRARY HUSHLANE_SIM_MACH_O"
 EXAMPLES = sorted((ROOT / "examples").glob("*.scenario"))
 RUNS = [["demo"]] + [["play", str(path), option] for path in EXAMPLES
                      for option in ("--trace", "--json")]
+SETTINGS = {"allowedMessageGroup": -100, "schedulerWeekday_7": False}
+START_UP_CALLS = set("""
+    objc_autoreleasePoolPush objc_autoreleasePoolPop objc_getClass MSHookMessageEx NSLog
+    CFPreferencesCopyKeyList CFPreferencesCopyMultiple CFNotificationCenterGetDarwinNotifyCenter
+    CFNotificationCenterAddObserver alloc init initWithUTF8String: stringWithFormat: objectForKey:
+    intValue boolValue numberWithInt: addObject:""".split())
 
 
 def outcome(program, library, run):
-    result = subprocess.run([program, "--library", library, *run], capture_output=True, check=False)
+    result = subprocess.run([BIN / program, "--library", library, *run], capture_output=True,
+                            check=False)
     return result.returncode, result.stdout, result.stderr
 
 
-class SameCodeTest(unittest.TestCase):
-    program = library = mach_o_program = None
+def start_up_calls(program, library, phone):
+    calls = subprocess.run([BIN / program, phone, library], capture_output=True, text=True,
+                           check=True).stdout.splitlines()
+    return [call.split() for call in calls]
 
+
+class SameCodeTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.directory = tempfile.TemporaryDirectory()
@@ -38,26 +49,38 @@ class SameCodeTest(unittest.TestCase):
     def test_same_bytes(self):
         for run in RUNS:
             with self.subTest(" ".join(run)):
-                expected = outcome(self.program, self.library, run)
+                expected = outcome("hushlane-sim", LIBRARY, run)
                 self.assertTrue(expected[1])
-                self.assertEqual(outcome(self.mach_o_program, self.dylib, run), expected)
+                self.assertEqual(outcome("hushlane-sim-mach-o", self.dylib, run), expected)
+
+    def test_start_up_calls_what_it_needs_alone(self):
+        phone = self.dylib.parent
+        preferences = phone / "var/mobile/Library/Preferences/org.mernwick.hushlane.plist"
+        preferences.parent.mkdir(parents=True)
+        for has_settings in (False, True):
+            if has_settings:
+                preferences.write_bytes(plistlib.dumps(SETTINGS))
+            calls = start_up_calls("start-up-trace-mach-o", self.dylib, phone)
+            self.assertEqual(calls, start_up_calls("start-up-trace", LIBRARY, phone))
+            used = {call[-1] if call[0] == "message" else call[0] for call in calls}
+            self.assertLessEqual(used, START_UP_CALLS)
+        self.assertEqual(used, START_UP_CALLS)
 
     def test_a_changed_library_shows(self):
         changed = self.dylib.with_name("Changed.dylib")
         changed.write_bytes(self.dylib.read_bytes().replace(b"HL: starting...", b"HL: Starting..."))
         run = ["play", str(ROOT / "examples/evening.scenario"), "--json"]
-        self.assertIn(b"HL: Starting...", outcome(self.mach_o_program, changed, run)[1])
+        self.assertIn(b"HL: Starting...", outcome("hushlane-sim-mach-o", changed, run)[1])
 
     def test_only_the_phones_format_is_loaded(self):
-        status, _, complaint = outcome(self.mach_o_program, self.library, ["demo"])
+        status, _, complaint = outcome("hushlane-sim-mach-o", LIBRARY, ["demo"])
         self.assertNotEqual(status, 0)
         self.assertIn(b"is no Mach-O library", complaint)
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 4:
-        sys.exit(USAGE)
-    SameCodeTest.mach_o_program = sys.argv.pop()
-    SameCodeTest.library = sys.argv.pop()
-    SameCodeTest.program = sys.argv.pop()
+    if len(sys.argv) != 2:
+        sys.exit("usage: same_code_test.py DIRECTORY_OF_PROGRAMS")
+    BIN = pathlib.Path(sys.argv.pop())
+    LIBRARY = BIN / "libhushlane.so"
     unittest.main()

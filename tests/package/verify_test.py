@@ -21,12 +21,12 @@ import mach_o  # noqa: E402
 import verify  # noqa: E402
 
 GOOD = build.package(ROOT)
+LIBRARY = verify.Package(GOOD).dylib
 
 
 def pack(change_files=lambda files: None, dylib=None, control=lambda text: text):
     """The good package, but for what the arguments change."""
-    good = verify.Package(GOOD)
-    files = build.data_files(ROOT, dylib or good.files[build.DYLIB])
+    files = build.data_files(ROOT, dylib or LIBRARY.data)
     change_files(files)
     controls = build.control_files(ROOT, files)
     controls["control"].data = control(controls["control"].data)
@@ -41,38 +41,19 @@ def with_code(text, **options):
         return pack(dylib=build.dylib(ROOT, "arm64", extra_sources=[source], **options))
 
 
-def set_mode(name, mode):
-    def change(files):
-        files[name].mode = mode
-    return change
+def with_file(name, *contents):
+    return pack(lambda files: files.update({name: archive.File(*contents)}))
 
 
-def set_owner(name, owner):
-    def change(files):
-        files[name].owner = owner
-    return change
-
-
-def set_data(name, data):
-    def change(files):
-        files[name] = archive.File(data)
-    return change
-
-
-def one_bit_off(section_name):
-    """The good library with a bit of the section turned round after it was signed."""
-    library = verify.Package(GOOD).dylib
-    section = next(section for section in library.sections if section.name == section_name)
-    data = bytearray(library.data)
-    data[section.offset + section.size // 2] ^= 1
+def patched(offset, *words):
+    """The good library with other 32-bit words at the offset, not signed again yet."""
+    data = bytearray(LIBRARY.data[:LIBRARY.signature[0]])
+    struct.pack_into(f"<{len(words)}I", data, offset, *words)
     return bytes(data)
 
 
-def unsigned():
-    library = verify.Package(GOOD).dylib
-    data = bytearray(library.data[:library.signature[0]])
-    struct.pack_into("<2I", data, 16, len(library.commands) - 1, library.commands_size - 16)
-    return bytes(data)
+def signed(data):
+    return pack(dylib=data + code_signature.signature_of(LIBRARY, data))
 
 
 BUNDLES = {"Filter": {"Bundles": ["com.apple.springboard", "com.apple.MobileSMS"]}}
@@ -86,19 +67,25 @@ BROKEN = (
      "exactly one initializer", "it has 2 initializers instead of one"),
     ("export that is not public",
      lambda: with_code(f'extern "C" {VISIBLE} int leftOver; int leftOver = 1;'),
-     "exports exactly the public names", "it exports leftOver"),
+     "exports exactly the public names", "its symbol table exports leftOver"),
+    ("exports that a loader does not find", lambda: signed(patched(LIBRARY.dyld_info[8], 0)),
+     "exports exactly the public names", "its export trie has no loadABGroups"),
+    ("code that may be written",
+     lambda: signed(patched(LIBRARY.segments[0].command_offset + 56, 7, 7)),
+     "segments and sections", "('__TEXT', 7, 7)"),
+    ("calls redirected without an initializer",
+     lambda: with_code('__attribute__((used, section("__DATA,__interpose"))) const void* pair[2];'),
+     "segments and sections", "section __DATA,__interpose does not belong there"),
     ("platform function that is not in the interface",
      lambda: with_code(f'extern "C" int getpid(); extern "C" {VISIBLE} bool isDNDActiveNow(); '
                        "bool isDNDActiveNow() { return getpid() > 0; }",
                        link_flags=["-undefined", "dynamic_lookup"]),
      "takes only what the platform's interface names",
      "it takes _getpid, which the platform's interface does not name"),
-    ("code changed after signing", lambda: pack(dylib=one_bit_off("__text")),
-     "hash of every page in both signatures", "sha256 hash of page"),
-    ("data changed after signing", lambda: pack(dylib=one_bit_off("__data")),
-     "hash of every page in both signatures", "sha1 hash of page"),
-    ("no signature", lambda: pack(dylib=unsigned()),
+    ("no signature", lambda: pack(dylib=patched(16, len(LIBRARY.commands) - 1)),
      "hash of every page in both signatures", "it is not signed"),
+    ("bytes after the signature", lambda: pack(dylib=LIBRARY.data + b"more"),
+     "hash of every page in both signatures", "it does not end with the signature"),
     ("other install name",
      lambda: pack(dylib=build.dylib(ROOT, "arm64", install_name="/usr/lib/Hushlane.dylib")),
      "load commands, install name, minimum version",
@@ -108,29 +95,36 @@ BROKEN = (
      "load commands, install name, minimum version", "the minimum version is 9.0, not 7.0"),
     ("library of the simulator", lambda: pack(dylib=build.dylib(ROOT, "x86_64")),
      "arm64 dynamic library of at most 96 KiB", "it is no arm64 dynamic library"),
+    ("library with signed pointers", lambda: signed(patched(8, 2)),
+     "arm64 dynamic library of at most 96 KiB", "it is no arm64 dynamic library"),
+    ("debugging symbol", lambda: signed(patched(LIBRARY.symbol_table + 4, 0x24)),
+     "no debugging symbols", "it has 1 debugging symbols"),
     ("too large",
      lambda: with_code(f"{VISIBLE} extern const char large[65536]; const char large[65536] = {{1}};"),
      "arm64 dynamic library of at most 96 KiB", "more than 98304"),
     ("path of the build machine",
      lambda: with_code(f'{VISIBLE} extern const char* where; const char* where = '
-                       '"/home/somebody/hushlane/core/start.cpp";'),
-     "no path of the build machine", "holds the path /home/somebody/hushlane/core/start.cpp"),
+                       '"/usr/lib/llvm/include/stddef.h";'),
+     "no path of the build machine", "holds the path /usr/lib/llvm/include/stddef.h"),
     ("filter for another program as well",
-     lambda: pack(set_data(build.FILTER, plistlib.dumps(BUNDLES, fmt=plistlib.FMT_BINARY))),
+     lambda: with_file(build.FILTER, plistlib.dumps(BUNDLES, fmt=plistlib.FMT_BINARY)),
      "filter", "it names something else than com.apple.springboard alone"),
     ("filter that is cut short",
-     lambda: pack(set_data(build.FILTER, b"bplist00\xd1")), "filter", "it does not parse"),
-    ("file that everybody may write", lambda: pack(set_mode(build.DYLIB, 0o777)),
+     lambda: with_file(build.FILTER, b"bplist00\xd1"), "filter", "it does not parse"),
+    ("file that everybody may write", lambda: with_file(build.DYLIB, LIBRARY.data, 0o777),
      "modes and owner", build.DYLIB + " has mode 0777 instead of 0755"),
-    ("file of another owner", lambda: pack(set_owner(build.FILTER, (501, 501))),
-     "modes and owner", build.FILTER + " belongs to 501:501, not to root"),
-    ("file without a use", lambda: pack(set_data("usr/bin/extra", b"")),
+    ("file of another owner", lambda: with_file(build.FILTER, b"", 0o644, (501, 0)),
+     "modes and owner", build.FILTER + " belongs to root:wheel (501:0), not to root"),
+    ("file without a use", lambda: with_file("usr/bin/extra", b""),
      "list of files", "usr/bin/extra does not belong there"),
     ("no licence", lambda: pack(lambda files: files.pop(build.DOCUMENTS + "copyright")),
      "list of files", build.DOCUMENTS + "copyright is missing"),
     ("dependency forgotten",
      lambda: pack(control=lambda text: text.replace(b"mobilesubstrate, ", b"")),
      "control file", "Depends is 'firmware (>= 7.0)' instead of"),
+    ("field that forbids removal",
+     lambda: pack(control=lambda text: b"Essential: yes\n" + text),
+     "control file", "Essential does not belong there"),
     ("archive cut short", lambda: GOOD[:-100], "package can be taken apart", "truncated member"),
 )
 
@@ -149,25 +143,11 @@ class VerifyTest(unittest.TestCase):
                 self.assertIn(title, refused)
                 self.assertTrue(any(words in text for text in refused[title]), refused)
 
-    def test_debugging_symbols_are_refused(self):
-        # The build strips them, so they are put where the linker alone would leave them.
-        with tempfile.TemporaryDirectory() as directory:
-            out = pathlib.Path(directory)
-            source = out / "more.cpp"
-            source.write_text(f"{VISIBLE} extern int number; int number = 1;", encoding="utf-8")
-            objects = build.compile_slice(ROOT, "arm64", out, [source], ["-g"])
-            build.run(build.tool("ld64.lld"), "-dylib", "-arch", "arm64", "-platform_version",
-                      "ios", "7.0", "7.0", "-o", out / "linked.dylib", *objects)
-            refused = dict(verify.verify(pack(dylib=(out / "linked.dylib").read_bytes()), ROOT))
-        self.assertIn("debugging symbols", " ".join(refused["no debugging symbols"]))
-
     def test_every_damaged_byte_of_the_code_is_noticed(self):
-        data = verify.Package(GOOD).dylib.data
-        end = mach_o.Dylib(data).signature[0]
-        for offset in range(end - 1, mach_o.Dylib(data).sections[0].offset, -1009):
-            damaged = bytearray(data)
+        for offset in range(LIBRARY.signature[0] - 1, LIBRARY.sections[0].offset, -1009):
+            damaged = bytearray(LIBRARY.data)
             damaged[offset] ^= 0x80
-            library = mach_o.Dylib(data)
+            library = mach_o.Dylib(LIBRARY.data)
             library.data = bytes(damaged)
             wrong = code_signature.complaints(library)
             self.assertEqual([text.split()[0] for text in wrong], ["sha1", "sha256"], offset)
@@ -193,7 +173,7 @@ class VerifyTest(unittest.TestCase):
             build.run("dpkg-deb", "--extract", package, directory)
             extracted = (pathlib.Path(directory) / build.DYLIB).read_bytes()
         self.assertEqual(fields.split(), [build.PACKAGE, build.version(ROOT)])
-        self.assertEqual(extracted, verify.Package(GOOD).files[build.DYLIB])
+        self.assertEqual(extracted, LIBRARY.data)
 
 
 class DeclaredNamesTest(unittest.TestCase):
