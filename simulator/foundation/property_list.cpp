@@ -69,10 +69,20 @@ class BinaryCheck {
   }
 
  private:
+  // The kinds of objects that have a length.
+  static constexpr unsigned data = 0x4;
+  static constexpr unsigned text = 0x5;
+  static constexpr unsigned wideText = 0x6;
+  static constexpr unsigned array = 0xa;
+  static constexpr unsigned dictionary = 0xd;
+
   enum class State : std::uint8_t { unvisited, visiting, visited };
   struct Slot {
-    std::uint64_t unfolded = 1;  // objects in it, itself included, shared ones counted each time
-    int height = 1;              // levels from here down
+    // In it, itself included, shared ones counted each time: libplist copies them.
+    std::uint64_t objects = 1;
+    std::uint64_t bytes = 0;  // of texts and data
+    int height = 1;           // levels from here down
+    bool isKey = false;
     State state = State::unvisited;
   };
 
@@ -89,7 +99,7 @@ class BinaryCheck {
     return std::exchange(cursor, cursor + count * size);
   }
 
-  std::uint64_t containerCount(std::uint64_t& cursor, unsigned low) const {
+  std::uint64_t length(std::uint64_t& cursor, unsigned low) const {
     if (low < 15) return low;
     const unsigned marker = bytes_[take(cursor, 1, 1)];
     const unsigned sizePower = marker & 0x0f;
@@ -105,32 +115,55 @@ class BinaryCheck {
     if (slot.state == State::visited) return slot;
     if (depth > deepestPropertyList) throw Malformed(tooDeep);
     slot.state = State::visiting;
-    visitChildren(number(table_ + index * offsetSize_, offsetSize_), slot, depth);
+    visitContent(number(table_ + index * offsetSize_, offsetSize_), slot, depth);
     slot.state = State::visited;
     return slot;
   }
 
-  void visitChildren(std::uint64_t cursor, Slot& slot, int depth) {
+  void visitContent(std::uint64_t cursor, Slot& slot, int depth) {
     const unsigned marker = bytes_[take(cursor, 1, 1)];
-    constexpr unsigned array = 0xa;
-    constexpr unsigned dictionary = 0xd;
     const unsigned kind = marker >> 4;
-    if (kind != array && kind != dictionary) return;
-    const std::uint64_t count = containerCount(cursor, marker & 0x0f);
-    for (int lists = kind == dictionary ? 2 : 1; lists > 0; --lists) {  // keys, then values
-      const std::uint64_t references = take(cursor, count, referenceSize_);
-      for (std::uint64_t i = 0; i < count; ++i) {
-        addChild(slot, number(references + i * referenceSize_, referenceSize_), depth);
-      }
+    const bool isContainer = kind == array || kind == dictionary;
+    if (!isContainer && (kind < data || kind > wideText)) return;
+    const std::uint64_t count = length(cursor, marker & 0x0f);
+    if (!isContainer) {
+      const std::uint64_t unit = kind == wideText ? 2 : 1;
+      take(cursor, count, unit);
+      slot.bytes = count * unit;
+      return;
+    }
+    if (kind == dictionary) visitAll(cursor, count, slot, depth, true);
+    visitAll(cursor, count, slot, depth, false);
+  }
+
+  void visitAll(std::uint64_t& cursor, std::uint64_t count, Slot& slot, int depth, bool areKeys) {
+    const std::uint64_t references = take(cursor, count, referenceSize_);
+    for (std::uint64_t i = 0; i < count; ++i) {
+      const std::uint64_t index = number(references + i * referenceSize_, referenceSize_);
+      const Slot& child = visit(index, depth + 1);
+      if (areKeys) checkKey(index);
+      slot.height = std::max(slot.height, child.height + 1);
+      slot.objects += child.objects;
+      slot.bytes += child.bytes;
+      if (slot.height > deepestPropertyList) throw Malformed(tooDeep);
+      if (slot.objects > mostObjects) throw Malformed(tooMany);
+      if (slot.bytes > largestFile) throw Malformed("too large when its shared parts are copied");
     }
   }
 
-  void addChild(Slot& slot, std::uint64_t index, int depth) {
-    const Slot& child = visit(index, depth + 1);
-    slot.height = std::max(slot.height, child.height + 1);
-    slot.unfolded += child.unfolded;
-    if (slot.height > deepestPropertyList) throw Malformed(tooDeep);
-    if (slot.unfolded > mostObjects) throw Malformed(tooMany);
+  // A null character in a key makes libplist stop the process.
+  void checkKey(std::uint64_t index) {
+    if (std::exchange(slots_[index].isKey, true)) return;
+    std::uint64_t cursor = number(table_ + index * offsetSize_, offsetSize_);
+    const unsigned marker = bytes_[take(cursor, 1, 1)];
+    const unsigned kind = marker >> 4;
+    if (kind != text && kind != wideText) throw Malformed("a key that is no string");
+    const std::uint64_t unit = kind == wideText ? 2 : 1;
+    const std::uint64_t count = length(cursor, marker & 0x0f);
+    const std::uint64_t units = take(cursor, count, unit);
+    for (std::uint64_t i = 0; i < count; ++i) {
+      if (number(units + i * unit, unit) == 0) throw Malformed("a key with a null character");
+    }
   }
 
   Bytes bytes_;

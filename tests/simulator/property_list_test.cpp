@@ -53,6 +53,14 @@ Bytes doublings(std::size_t length) {
   return binaryOf(objects);
 }
 
+// An array that holds the same text again and again.
+Bytes oneTextMany(std::size_t times, std::size_t length) {
+  Bytes text = {0x5f, 0x11};
+  appendPair(text, length);
+  text.resize(text.size() + length, 'a');
+  return binaryOf({arrayOf(std::vector<std::size_t>(times, 1)), text});
+}
+
 // A chain of arrays whose root refers to all of them, the innermost first: reading it never
 // follows a long path, and yet the last ones are deep.
 Bytes chainFromWithin(std::size_t length) {
@@ -169,12 +177,14 @@ TEST_F(PropertyList, refusesWhatIsNoneAndSaysWhy) {
       {binaryOf({{0x09}}, 7), "a reference to an object that is not there"},
       {binaryOf({arrayOf({0})}), "an object that contains itself"},
       {binaryOf({{0xd1, 0, 1, 0, 0}, {0x51, 'k'}}), "an object that contains itself"},
-      {binaryOf({{0xd1, 0, 1, 0, 1}, {0x09}}), "an object of an unknown or damaged kind"},
-      {binaryOf({{0x4f, 0x13, 0x7f, 255, 255, 255, 255, 255, 255, 255}}),
-       "an object of an unknown or damaged kind"},
+      {binaryOf({{0xd1, 0, 1, 0, 1}, {0x09}}), "a key that is no string"},
+      {binaryOf({{0xd1, 0, 1, 0, 1}, {0x52, 'k', 0}}), "a key with a null character"},
+      {binaryOf({{0xd1, 0, 1, 0, 1}, {0x62, 0, 'k', 0, 0}}), "a key with a null character"},
+      {binaryOf({{0x4f, 0x13, 0x7f, 255, 255, 255, 255, 255, 255, 255}}), "truncated"},
+      {oneTextMany(1200, 60'000), "too large when its shared parts are copied"},
       {binaryOf({{0xaf, 0x13, 255, 255, 255, 255, 255, 255, 255, 255}}), "truncated"},
-      {binaryOf({{0x6f, 0x10, 4, 0, 'a'}}), "an object of an unknown or damaged kind"},
-      {binaryOf({{0x5f, 0x09}}), "an object of an unknown or damaged kind"},
+      {binaryOf({{0x6f, 0x10, 4, 0, 'a'}}), "truncated"},
+      {binaryOf({{0x5f, 0x09}}), "a length that is no integer"},
       {binaryOf({{0x33, 0x7f, 0xf8, 0, 0, 0, 0, 0, 0}}),
        "a date that is not between 1933 and 2068"},
       {binaryOf({{0x15}}), "an object of an unknown or damaged kind"},
