@@ -246,6 +246,9 @@ Owned<Record> personOf(const AddressBookDatabase::PersonRow& row) {
 // A block that outlives the call it was handed to is copied, captures and all; its descriptor
 // knows how long it is.
 std::shared_ptr<const BlockLiteral> copyOf(const BlockLiteral* block) {
+  if (block->isa != &_NSConcreteStackBlock || block->flags != 0) {
+    fatal("a completion that is no block of the stack with plain captures");
+  }
   const std::size_t size = block->descriptor->size;
   void* memory = ::operator new(size);
   std::memcpy(memory, block, size);

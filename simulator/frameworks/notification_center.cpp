@@ -48,9 +48,10 @@ void defineNotificationCenter() { defineClass<Object>("CFNotificationCenter", "N
 
 }  // namespace simulator
 
+namespace {
+
 // The center is a constant of the platform: the same on every call, and never counted.
-CFNotificationCenterRef CFNotificationCenterGetDarwinNotifyCenter() noexcept {
-  simulator::traceCall("CFNotificationCenterGetDarwinNotifyCenter");
+CFNotificationCenterRef darwinCenter() {
   static simulator::Object center;
   static std::once_flag made;
   std::call_once(made, [] {
@@ -60,12 +61,21 @@ CFNotificationCenterRef CFNotificationCenterGetDarwinNotifyCenter() noexcept {
   return reinterpret_cast<CFNotificationCenterRef>(static_cast<id>(&center));
 }
 
-// The Darwin center knows notifications by name alone: it ignores the observer, the object and the
-// suspension behaviour, and delivers at once.
-void CFNotificationCenterAddObserver(CFNotificationCenterRef, const void*,
+}  // namespace
+
+CFNotificationCenterRef CFNotificationCenterGetDarwinNotifyCenter() noexcept {
+  simulator::traceCall("CFNotificationCenterGetDarwinNotifyCenter");
+  return darwinCenter();
+}
+
+// The Darwin center knows notifications by name alone: it needs one, ignores the observer, the
+// object and the suspension behaviour, and delivers at once.
+void CFNotificationCenterAddObserver(CFNotificationCenterRef center, const void*,
                                      CFNotificationCallback callback, CFStringRef name, const void*,
                                      CFNotificationSuspensionBehavior behavior) noexcept {
-  if (name == nullptr || callback == nullptr) return;
+  if (center != darwinCenter() || name == nullptr || callback == nullptr) {
+    simulator::fatal("CFNotificationCenterAddObserver: no Darwin center, no name or no callback");
+  }
   simulator::traceCall("CFNotificationCenterAddObserver", simulator::toUtf8(name),
                        std::to_string(behavior));
   simulator::Device::current().notifications.add({simulator::toUtf8(name), callback, behavior});
