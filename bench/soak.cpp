@@ -32,8 +32,7 @@ constexpr std::uint64_t groupCount = 8;
 constexpr std::uint64_t weekdays = 7;
 constexpr std::int64_t fewestDigits = 7;
 
-// ---- What the settings of one load are
-// -----------------------------------------------------------
+// ---- What the settings of one load are ----------------------------------------------------------
 
 std::uint64_t groupOf(std::uint64_t load) { return load % groupCount; }
 std::string numberOf(std::uint64_t group) { return "1555123400" + std::to_string(group); }
@@ -48,8 +47,7 @@ std::int64_t digitsOf(std::uint64_t group) {
 constexpr std::uint64_t alwaysSuppressed = 1;
 std::uint64_t weekdayOf(std::uint64_t group) { return 2 + group % 5; }
 
-// ---- The phone
-// -----------------------------------------------------------------------------------
+// ---- The phone ----------------------------------------------------------------------------------
 
 class Phone {
  public:
@@ -95,8 +93,7 @@ class Phone {
   Device device_;
 };
 
-// ---- The loads as the readers know them
-// ----------------------------------------------------------
+// ---- The loads as the readers know them ---------------------------------------------------------
 
 std::atomic<std::uint64_t> begun{0};
 std::atomic<std::uint64_t> ended{0};
@@ -139,8 +136,7 @@ void check(const char* question, std::uint64_t asked, Ask ask, Holds holds) {
   }
 }
 
-// ---- The readers
-// ---------------------------------------------------------------------------------
+// ---- The readers --------------------------------------------------------------------------------
 
 // A cheap sequence of its own for each reader.
 class Sequence {
@@ -288,8 +284,7 @@ class Readers {
   std::vector<std::thread> threads_;
 };
 
-// ---- The writer
-// ----------------------------------------------------------------------------------
+// ---- The writer ---------------------------------------------------------------------------------
 
 struct Goal {
   std::uint64_t decisions = 100'000'000;
