@@ -76,6 +76,9 @@ int onPhone(const Options& options, Use use) {
   try {
     simulator::Device device(scratch.root());
     device.check();
+    for (const std::string& left : device.bulletinBoard.leftOut()) {
+      complain(scratch.namingOriginal(left));
+    }
     Player player(device, options.library, options.trace);
     return use(player);
   } catch (const simulator::DeviceError& error) {
@@ -161,9 +164,7 @@ int run(int argc, char** argv) {
   CLI::App app("A phone on a desk: shows which messages get through while Do Not Disturb is on.");
   app.name("hushlane-sim");
   app.set_version_flag("--version", "hushlane-sim " HUSHLANE_VERSION);
-  app.add_option("--library", options.library,
-                 "the library to load; else the environment's HUSHLANE_LIBRARY, else "
-                 "libhushlane.so beside this program")
+  app.add_option("--library", options.library, "the library; else $HUSHLANE_LIBRARY, else its own")
       ->type_name("FILE");
   app.require_subcommand(1);
   app.fallthrough();

@@ -228,14 +228,23 @@ void BulletinBoard::loadStoredOverrides() {
   if (dictionary == nullptr) return;
   const auto* const stored = as<Array>(find(dictionary, "overrides"), "NSArray");
   if (stored == nullptr) return;
+  std::size_t place = 0;
+  const auto leaveOut = [&](const std::string& why) {
+    leftOut_.push_back(overridesFile().string() + ": stored override " + std::to_string(place) +
+                       " is left out: " + why);
+  };
   for (const id item : stored->items) {
+    ++place;
     const auto* const data = as<Data>(item, "NSData");
-    if (data == nullptr) continue;
     try {
-      Owned<Object> decoded = own(header(unarchive(data->bytes)));
-      if (isKindOf(decoded.get(), classNamed(overrideClass))) overrides_.push_back(decoded);
-    } catch (const PlatformException&) {
-      continue;
+      const Owned<Object> decoded = own(data == nullptr ? nullptr : header(unarchive(data->bytes)));
+      if (isKindOf(decoded.get(), classNamed(overrideClass))) {
+        overrides_.push_back(decoded);
+      } else {
+        leaveOut(std::string("no archive of a ") + overrideClass);
+      }
+    } catch (const PlatformException& exception) {
+      leaveOut(exception.what());
     }
   }
 }

@@ -40,6 +40,9 @@ class BulletinBoard {
   // left out.
   explicit BulletinBoard(const std::filesystem::path& root);
 
+  // A complaint for each stored override that was left out, beginning with the file's path.
+  const std::vector<std::string>& leftOut() const { return leftOut_; }
+
   // Throws DeviceError when the file of stored overrides is there but is no property list of a
   // dictionary.
   void check() const;
@@ -96,6 +99,7 @@ class BulletinBoard {
   Owned<Object> server_;
   Owned<Object> gateway_;
   std::vector<Owned<Object>> overrides_;
+  std::vector<std::string> leftOut_;
   std::uint64_t lastFound_ = 0;
   bool manual_ = false;
 };
