@@ -50,41 +50,41 @@ simulator::PreferenceValue preferenceValue(const Word& word) {
       fmt::format("{} is no integer, real, true or false, and has no quotes", quote(word.text)));
 }
 
-// ---- Time and host -----------------------------------------------------------------------------
+date::local_seconds localTime(const Words& words) {
+  const std::string text = words.size() == 1 ? words[0].text : words[0].text + " " + words[1].text;
+  return orRefuse(parseLocalTime(text), text, "a local time");
+}
 
-Action prepareClock(const Words& words, KnownPeople&) {
-  const std::string text = words[0].text + " " + words[1].text;
-  const auto time = orRefuse(parseLocalTime(text), text, "a local time");
-  return [time](Player& player) {
-    player.device().setLocalTime(time);
+// Turns a knob of the phone, without any output.
+template <class Turn>
+Action turning(Turn turn) {
+  return [turn](Player& player) {
+    turn(player.device());
     return Lines();
   };
 }
 
+// ---- Time and host -----------------------------------------------------------------------------
+
+Action prepareClock(const Words& words, KnownPeople&) {
+  return turning([time = localTime(words)](auto& device) { device.setLocalTime(time); });
+}
+
 Action prepareAdvance(const Words& words, KnownPeople&) {
   const auto by = orRefuse(parseDuration(words[0].text), words[0].text, "a duration such as 2h30m");
-  return [by](Player& player) {
-    player.device().advance(by);
-    return Lines();
-  };
+  return turning([by](auto& device) { device.advance(by); });
 }
 
 Action prepareTimeZone(const Words& words, KnownPeople&) {
   if (!isTimeZone(words[0].text)) {
     throw BadArgument(fmt::format("{} is no time zone", quote(words[0].text)));
   }
-  return [name = words[0].text](Player& player) {
-    player.device().clock.setTimeZone(name);
-    return Lines();
-  };
+  return turning([name = words[0].text](auto& device) { device.clock.setTimeZone(name); });
 }
 
 Action prepareFoundationVersion(const Words& words, KnownPeople&) {
   const double version = orRefuse(parseReal(words[0].text), words[0].text, "a number");
-  return [version](Player& player) {
-    player.device().setFoundationVersion(version);
-    return Lines();
-  };
+  return turning([version](auto& device) { device.setFoundationVersion(version); });
 }
 
 Action preparePost(const Words& words, KnownPeople&) {
@@ -100,24 +100,19 @@ Action preparePost(const Words& words, KnownPeople&) {
 // ---- Preferences -------------------------------------------------------------------------------
 
 Action prepareSet(const Words& words, KnownPeople&) {
-  return [key = words[0].text, value = preferenceValue(words[1])](Player& player) {
-    player.device().preferences.set(simulator::settingsDomain, key, value);
-    return Lines();
-  };
+  return turning([key = words[0].text, value = preferenceValue(words[1])](auto& device) {
+    device.preferences.set(simulator::settingsDomain, key, value);
+  });
 }
 
 Action prepareUnset(const Words& words, KnownPeople&) {
-  return [key = words[0].text](Player& player) {
-    player.device().preferences.unset(simulator::settingsDomain, key);
-    return Lines();
-  };
+  return turning([key = words[0].text](auto& device) {
+    device.preferences.unset(simulator::settingsDomain, key);
+  });
 }
 
 Action prepareClear(const Words&, KnownPeople&) {
-  return [](Player& player) {
-    player.device().preferences.clear(simulator::settingsDomain);
-    return Lines();
-  };
+  return turning([](auto& device) { device.preferences.clear(simulator::settingsDomain); });
 }
 
 // ---- Address book ------------------------------------------------------------------------------
@@ -156,35 +151,24 @@ Action prepareGroup(const Words& words, KnownPeople& people) {
 }
 
 Action prepareFavourite(const Words& words, KnownPeople&) {
-  return [value = words[0].text](Player& player) {
-    player.device().addressBook.addFavourite(value);
-    return Lines();
-  };
+  return turning([value = words[0].text](auto& device) { device.addressBook.addFavourite(value); });
 }
 
 Action prepareAccess(const Words& words, KnownPeople&) {
   const bool granted = oneOf<bool>(words[0], {{"granted", true}, {"denied", false}});
-  return [granted](Player& player) {
-    player.device().addressBook.accessGranted = granted;
-    return Lines();
-  };
+  return turning([granted](auto& device) { device.addressBook.accessGranted = granted; });
 }
 
 Action prepareAddressBook(const Words& words, KnownPeople&) {
   const bool present = oneOf<bool>(words[0], {{"present", true}, {"missing", false}});
-  return [present](Player& player) {
-    player.device().addressBook.present = present;
-    return Lines();
-  };
+  return turning([present](auto& device) { device.addressBook.present = present; });
 }
 
 // ---- Bulletin server ---------------------------------------------------------------------------
 
 Action prepareDnd(const Words& words, KnownPeople&) {
-  return [on = onOrOff(words[0])](Player& player) {
-    player.device().bulletinBoard.setManualDoNotDisturb(on);
-    return Lines();
-  };
+  return turning(
+      [on = onOrOff(words[0])](auto& device) { device.bulletinBoard.setManualDoNotDisturb(on); });
 }
 
 Action prepareGateway(const Words& words, KnownPeople&) {
@@ -193,10 +177,8 @@ Action prepareGateway(const Words& words, KnownPeople&) {
   if (words.size() > 1) {
     source = orRefuse(parseBits(words[1].text), words[1].text, "an unsigned integer");
   }
-  return [types, source](Player& player) {
-    player.device().bulletinBoard.reportOverrideTypes(types, source);
-    return Lines();
-  };
+  return turning(
+      [types, source](auto& device) { device.bulletinBoard.reportOverrideTypes(types, source); });
 }
 
 Action preparePlatformAnswer(const Words& words, KnownPeople&) {
@@ -204,10 +186,7 @@ Action preparePlatformAnswer(const Words& words, KnownPeople&) {
   const auto answer = oneOf<PlatformAnswer>(words[0], {{"auto", PlatformAnswer::automatic},
                                                        {"yes", PlatformAnswer::yes},
                                                        {"no", PlatformAnswer::no}});
-  return [answer](Player& player) {
-    player.device().bulletinBoard.platformAnswer = answer;
-    return Lines();
-  };
+  return turning([answer](auto& device) { device.bulletinBoard.platformAnswer = answer; });
 }
 
 Action arrival(int type, const std::optional<std::string>& sender) {
@@ -236,16 +215,11 @@ Action prepareSchedule(const Words& words, KnownPeople&) {
   if (words[0].text != "off") {
     period = orRefuse(parseDailyPeriod(words[0].text), words[0].text, "a period of the day");
   }
-  return [period](Player& player) {
-    player.device().bulletinBoard.setSchedule(period);
-    return Lines();
-  };
+  return turning([period](auto& device) { device.bulletinBoard.setSchedule(period); });
 }
 
 Action prepareActive(const Words& words, KnownPeople&) {
-  const std::string text = words.size() == 1 ? words[0].text : words[0].text + " " + words[1].text;
-  const auto time = orRefuse(parseLocalTime(text), text, "a local time");
-  return [time](Player& player) {
+  return [time = localTime(words)](Player& player) {
     simulator::Device& device = player.device();
     const bool active = device.bulletinBoard.scheduleActiveAt(device.clock.instant(time));
     return Lines{active ? "active" : "not active"};
@@ -346,9 +320,9 @@ constexpr auto unlimited = Command::unlimited;
 constexpr Command commands[] = {
     {"foundation-version", "foundation-version V", "the host's version; before all others",
      beforeStart, 1, 1, &prepareFoundationVersion},
-    {"time-zone", "time-zone NAME", "such as Europe/Berlin; before all others", beforeStart, 1, 1,
+    {"time-zone", "time-zone NAME", "like Europe/Berlin; before all others", beforeStart, 1, 1,
      &prepareTimeZone},
-    {"clock", "clock YYYY-MM-DD HH:MM", "sets the phone's local time", ordinary, 2, 2,
+    {"clock", "clock YYYY-MM-DD HH:MM", "sets the phone's local time", ordinary, 1, 2,
      &prepareClock},
     {"advance", "advance DURATION", "moves the time on, such as by 2h30m", ordinary, 1, 1,
      &prepareAdvance},
@@ -375,13 +349,13 @@ constexpr Command commands[] = {
      &prepareMessage},
     {"notification", "notification TYPE [SENDER]", "the same for any type", ordinary, 1, 2,
      &prepareNotification},
-    {"schedule", "schedule HH:MM-HH:MM|off", "Do Not Disturb every day from then to then", ordinary,
-     1, 1, &prepareSchedule},
-    {"active", "active YYYY-MM-DD HH:MM", "is the schedule in force at that moment?", ordinary, 1,
-     2, &prepareActive},
-    {"suppressed", "suppressed DAYS", "asks the library about the day so many days on", ordinary, 1,
-     1, &prepareSuppressed},
-    {"interval", "interval", "the library's reading of the stored schedule", ordinary, 0, 0,
+    {"schedule", "schedule HH:MM-HH:MM|off", "Do Not Disturb daily from then to then", ordinary, 1,
+     1, &prepareSchedule},
+    {"active", "active YYYY-MM-DD HH:MM", "is the schedule in force at that time?", ordinary, 1, 2,
+     &prepareActive},
+    {"suppressed", "suppressed DAYS", "is a day, counted from today, left out?", ordinary, 1, 1,
+     &prepareSuppressed},
+    {"interval", "interval", "the schedule that the library reads", ordinary, 0, 0,
      &prepareInterval},
     {"matcher", "matcher [ID]", "asks the library's number matcher", ordinary, 0, 1,
      &prepareMatcher},
