@@ -98,11 +98,12 @@ Condition Explainer::doNotDisturb(const GateLog& gate) const {
 
 std::string Explainer::scheduleReason() const {
   const ScheduleAnswer answer = askAboutSchedule(player_, player_.device().clock.now());
-  if (answer.weekday == 0) return "no schedule is stored";
-  const std::string schedule = "schedule " + scheduleText(player_.device().bulletinBoard);
+  const std::string periods = scheduleText(player_.device().bulletinBoard);
+  if (periods.empty()) return "no schedule is stored";
+  const std::string schedule = "schedule " + periods;
   const std::string day = weekdayName(answer.weekday);
   if (answer.suppressed()) return fmt::format("{}, but not on {}s", schedule, day);
-  return fmt::format("{}{}", answer.active ? "" : "outside the ", schedule) + ", a " + day;
+  return fmt::format("{}{}, a {}", answer.active ? "" : "outside the ", schedule, day);
 }
 
 void Explainer::addModeConditions(const std::string& sender, const Arrival& arrival,
@@ -226,11 +227,7 @@ std::vector<ChangeLine> linesOf(const std::vector<Change>& changes) {
 void showCondition(const Condition& condition) {
   constexpr std::size_t sourceColumn = 38;
   std::string line = "  " + padded(condition.name, 21) + printable(condition.value);
-  if (!condition.source.empty()) {
-    // Behind a value that is too long, the source takes a line of its own.
-    if (columns(line) >= sourceColumn) line += '\n' + std::string(sourceColumn, ' ');
-    line = padded(line, sourceColumn) + printable(condition.source);
-  }
+  if (!condition.source.empty()) line = withColumn(line, sourceColumn, printable(condition.source));
   fmt::print("{}\n", line);
 }
 

@@ -51,7 +51,7 @@ ScheduleAnswer askAboutSchedule(Player& player, date::sys_seconds moment);
 // "Sunday" for 1 to "Saturday" for 7.
 std::string weekdayName(int weekday);
 
-// "22:00-07:00", or several with commas; "" when no override is stored.
+// "22:00-07:00", or several with commas; "" when no override is stored, or none with a period.
 std::string scheduleText(const simulator::BulletinBoard& board);
 
 }  // namespace home_screen

@@ -125,4 +125,11 @@ std::string padded(std::string_view utf8, std::size_t width) {
   return result;
 }
 
+std::string withColumn(std::string line, std::size_t column, std::string_view text) {
+  const std::size_t start = line.rfind('\n') + 1;  // 0 when there is only one line
+  const std::size_t taken = columns(std::string_view(line).substr(start));
+  line += taken < column ? std::string(column - taken, ' ') : '\n' + std::string(column, ' ');
+  return line.append(text);
+}
+
 }  // namespace home_screen

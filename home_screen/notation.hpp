@@ -45,4 +45,8 @@ std::string printable(std::string_view text);
 std::size_t columns(std::string_view utf8);
 std::string padded(std::string_view utf8, std::size_t width);
 
+// The line with a text from that column on; where what it holds reaches so far, the text takes a
+// line of its own.
+std::string withColumn(std::string line, std::size_t column, std::string_view text);
+
 }  // namespace home_screen

@@ -14,14 +14,12 @@
 namespace home_screen {
 namespace {
 
-constexpr std::size_t nameWidth = 15;
-constexpr std::size_t valueWidth = 24;
+constexpr std::size_t valueColumn = 17;
+constexpr std::size_t resultColumn = 41;
 constexpr std::size_t resultWidth = 11;
 
-// At least one space behind it, however long it is.
-std::string column(const std::string& text, std::size_t width) {
-  const std::string shown = printable(text);
-  return columns(shown) < width ? padded(shown, width) : shown + " ";
+std::string lineWith(const std::string& name, const std::string& value) {
+  return withColumn("  " + printable(name), valueColumn, value);
 }
 
 std::optional<Entry> entryBehind(const GateLog& gate, const std::string& sender,
@@ -61,17 +59,17 @@ class Table {
       showRow(name, person, address, address);
       name.clear();
     }
-    if (!name.empty()) fmt::print("  {}(neither number nor address)\n", column(name, nameWidth));
+    if (!name.empty()) fmt::print("{}\n", lineWith(name, "(neither number nor address)"));
   }
 
  private:
   void showRow(const std::string& name, const simulator::Person& person, const std::string& value,
                const std::string& sender) {
     const Arrival arrival = askAboutMessage(player_, sender);
-    const std::string result = arrival.presented
-                                   ? toned(column("through", resultWidth), Tone::good)
-                                   : toned(column("held back", resultWidth), Tone::bad);
-    fmt::print("  {}{}{}{}\n", column(name, nameWidth), column(value, valueWidth), result,
+    const std::string result = padded(arrival.presented ? "through" : "held back", resultWidth);
+    fmt::print("{}{}\n",
+               withColumn(lineWith(name, printable(value)), resultColumn,
+                          toned(result, arrival.presented ? Tone::good : Tone::bad)),
                wayThrough(arrival, person.name, sender, directory_));
   }
 
@@ -95,7 +93,7 @@ void showSharedTails(Player& player, const Directory& directory) {
     found = true;
     Lines names;
     for (const auto& [recordId, name] : people) names.push_back(printable(name));
-    fmt::print("  {}{}\n", column(tail, nameWidth), fmt::join(names, ", "));
+    fmt::print("{}\n", lineWith(tail, fmt::format("{}", fmt::join(names, ", "))));
   }
   if (!found) fmt::print("\nNo two people share a tail (compared by {}).\n", digits);
 }
