@@ -119,7 +119,7 @@ void showDay(const Day& day) {
   for (const Tally& cell : day.cells) bar += symbolOf(cell);
   std::string note = day.whole.on == 0 ? "-" : lengthText(minutes(day.whole.on));
   const minutes length(day.whole.all());
-  if (length != usualDay) note += fmt::format(", day of {}h", length.count() / 60);
+  if (length != usualDay) note += " of " + lengthText(length);
   fmt::print("{} |{}| {}\n", date::format("%a %d %b", day.date), toned(bar, Tone::strong), note);
 }
 
@@ -139,7 +139,7 @@ void showSettings(Player& player) {
   for (const std::int64_t day : numbersIn(player.library(), "daysForSuppressingScheduler")) {
     suppressed.push_back(weekdayName(static_cast<int>(day)));
   }
-  fmt::print("Schedule {}; suppressed: {}; time zone {}\n\n",
+  fmt::print("Schedule   {}\nSuppressed {}\nTime zone  {}\n\n",
              schedule.empty() ? "none stored" : schedule,
              suppressed.empty() ? "no day" : fmt::format("{}", fmt::join(suppressed, ", ")),
              player.device().clock.timeZone());
