@@ -75,6 +75,7 @@ TEST(Documents, NameEveryCommandOfTheScenarioLanguage) {
   int commands = 0;
   bool inTable = false;
   for (std::string line; std::getline(help, line);) {
+    EXPECT_LE(line.size(), 80U) << line;
     if (line.starts_with("The scenario language")) inTable = true;
     if (!inTable || !line.starts_with("  ")) continue;
     std::string usage = line.substr(2, 39);
