@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdarg>
 #include <utility>
 
@@ -37,8 +38,8 @@ std::string quoted(const std::string& utf8) {
 }
 
 std::string describeNumber(const Number& number) {
-  return number.kind == Number::Kind::real ? fmt::format("{:.16g}", number.real)
-                                           : std::to_string(number.integer);
+  if (number.kind != Number::Kind::real) return std::to_string(number.integer);
+  return std::isnan(number.real) ? "nan" : fmt::format("{:.16g}", number.real);
 }
 
 std::string describeData(const Data& data) {
