@@ -32,6 +32,10 @@ TEST_F(EnumerationTest, SeesEveryObjectOnceWhateverTheBatches) {
     members.push_back({0, "Somebody", {phones.back()}, {}});
   }
   chooseGroup(members);
+  start();
+  EXPECT_EQ(texts("privilegedMessageSenderPhones"), phones) << "all at once";
+  for (const std::string& phone : phones) EXPECT_TRUE(matcher(phone)) << phone;
+  end();
   for (const NSUInteger batch : {1u, 3u, 15u, 16u, 1000u}) {
     largestBatch = batch;
     IMP replaced = nullptr;
