@@ -134,9 +134,17 @@ void encodeInterval(id object, KeyedCoder& coder) {
   coder.encodeInteger("endMinute", self->period.to.count());
 }
 
+// An interval that another system has written has other keys: better none than a wrong one.
 id decodeInterval(KeyedCoder& coder) {
   const DailyPeriod period{std::chrono::minutes(coder.decodeInteger("startMinute")),
                            std::chrono::minutes(coder.decodeInteger("endMinute"))};
+  const auto isTimeOfDay = [](std::chrono::minutes time) {
+    return time.count() >= 0 && time < std::chrono::hours(24);
+  };
+  if (!isTimeOfDay(period.from) || !isTimeOfDay(period.to) || period.from == period.to) {
+    throw PlatformException("NSInvalidUnarchiveOperationException",
+                            "an effective interval without a period of the day");
+  }
   auto* const interval = make<EffectiveInterval>(classNamed(intervalClass));
   interval->period = period;
   return interval;

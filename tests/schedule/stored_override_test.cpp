@@ -113,6 +113,7 @@ TEST_F(StoredOverrideTest, LetsThePlatformsExceptionPass) {
               {"no archive", "<plist><dict/></plist>"},
               {"an unknown class", replaced("BBBehaviorOverride<", "XXBehaviorOverride<")},
               {"an index out of range", outOfRange},
+              {"an interval without its keys", replaced("startMinute|endMinute", "elsewhere")},
               {"another version", replaced("100000", "99999")}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
