@@ -1,5 +1,7 @@
 // The gate, asked through the bulletin server's replaced method.
 
+#include <tuple>
+
 #include "tests/support/phone_test.hpp"
 
 namespace tests {
@@ -11,7 +13,7 @@ class GateTest : public PhoneTest {
  protected:
   GateTest() {
     group_ = chooseGroup({{0, "Anna", {"+1 555 123 4567"}, {"anna@example.org"}},
-                          {0, "Ben", {"0049 89 9876543"}, {}}});
+                          {0, "Ben", {"0049 89 9876543"}, {"5550009999"}}});
     phone().addressBook.addPerson("Carla", {"555 000 1111"}, {"carla@example.org"});
     phone().addressBook.addFavourite("+15552223333");
   }
@@ -29,6 +31,18 @@ class GateTest : public PhoneTest {
 TEST_F(GateTest, DecidesByTheFirstConditionThatHolds) {
   constexpr auto yes = PlatformAnswer::yes;
   constexpr auto no = PlatformAnswer::no;
+  const Texts everyone = {"HL: playing notifications from everyone..."};
+  const Texts foundAddress = {"HL: found sender ID in privileged senders emails"};
+  const std::string comparing = "HL: comparing last 7 digits of phone number";
+  const auto foundNumber = [&](const std::string& tail, const std::string& number) {
+    return Texts{comparing,
+                 "HL:\tfound privileged phone with destinationID suffix (" + tail + "): " + number,
+                 "HL: found sender ID in privileged senders phones"};
+  };
+  const auto foundNone = [&](const std::string& tail) {
+    return Texts{comparing,
+                 "HL:\tdid not find privileged phone with destinationID suffix (" + tail + ")"};
+  };
   const struct {
     const char* what;
     PlatformAnswer platform;
@@ -36,40 +50,37 @@ TEST_F(GateTest, DecidesByTheFirstConditionThatHolds) {
     std::int64_t allowed;
     std::optional<std::string> sender;
     bool presented;
-    const char* ownLine;  // the last before the result, or null
+    Texts ownLines;  // between what the gate found and its result
   } rows[] = {
-      {"the platform's yes stands", yes, true, -200, "+15550001111", true, nullptr},
-      {"its yes stands without Do Not Disturb", yes, false, -200, "x", true, nullptr},
-      {"its no stands without Do Not Disturb", no, false, -100, "x", false, nullptr},
-      {"all contacts: a contact", no, true, -400, "+15550001111", true, nullptr},
-      {"all contacts: a stranger", no, true, -400, "+15557777777", false, nullptr},
-      {"all contacts: an absent ID", no, true, -400, std::nullopt, false, nullptr},
-      {"favourites: one of them", no, true, -300, "+15552223333", true, nullptr},
-      {"favourites: a mere contact", no, true, -300, "+15550001111", false, nullptr},
-      {"favourites: an absent ID", no, true, -300, std::nullopt, false, nullptr},
-      {"nobody", no, true, -200, "+15552223333", false, nullptr},
-      {"everyone", no, true, -100, "x", true, "HL: playing notifications from everyone..."},
-      {"everyone, absent ID", no, true, -100, std::nullopt, true,
-       "HL: playing notifications from everyone..."},
-      {"group: a member's address", no, true, 1, "anna@example.org", true,
-       "HL: found sender ID in privileged senders emails"},
-      {"group: letter case counts", no, true, 1, "Anna@example.org", false, nullptr},
-      {"group: part of an address", no, true, 1, "anna@example.or", false, nullptr},
-      {"group: another contact's address", no, true, 1, "carla@example.org", false, nullptr},
-      {"group: an @ rules the numbers out", no, true, 1, "@1234567", false, nullptr},
-      {"group: an absent ID", no, true, 1, std::nullopt, false, nullptr},
+      {"the platform's yes stands", yes, true, -200, "+15550001111", true, {}},
+      {"its yes stands without Do Not Disturb", yes, false, -200, "x", true, {}},
+      {"its no stands without Do Not Disturb", no, false, -100, "x", false, {}},
+      {"all contacts: a contact", no, true, -400, "+15550001111", true, {}},
+      {"all contacts: a stranger", no, true, -400, "+15557777777", false, {}},
+      {"favourites: one of them", no, true, -300, "+15552223333", true, {}},
+      {"favourites: a mere contact", no, true, -300, "+15550001111", false, {}},
+      {"nobody", no, true, -200, "+15552223333", false, {}},
+      {"everyone", no, true, -100, "x", true, everyone},
+      {"everyone, absent ID", no, true, -100, std::nullopt, true, everyone},
+      {"group: a member's address", no, true, 1, "anna@example.org", true, foundAddress},
+      {"group: letter case counts", no, true, 1, "Anna@example.org", false, {}},
+      {"group: part of an address", no, true, 1, "anna@example.or", false, {}},
+      {"group: another contact's address", no, true, 1, "carla@example.org", false, {}},
+      {"group: an @ rules the numbers out", no, true, 1, "@1234567", false, {}},
+      {"group: an absent ID", no, true, 1, std::nullopt, false, {}},
       {"group: a member's number", no, true, 1, "+15551234567", true,
-       "HL: found sender ID in privileged senders phones"},
+       foundNumber("1234567", "15551234567")},
       {"group: the second member's number", no, true, 1, "+49899876543", true,
-       "HL: found sender ID in privileged senders phones"},
-      {"group: another contact's number", no, true, 1, "+15550001111", false,
-       "HL:\tdid not find privileged phone with destinationID suffix (0001111)"},
-      {"zero lets nobody through", no, true, 0, "+15551234567", false, nullptr},
-      {"minus one", no, true, -1, "+15551234567", false, nullptr},
-      {"between the named modes", no, true, -150, "+15551234567", false, nullptr},
-      {"between the named modes", no, true, -250, "+15552223333", false, nullptr},
-      {"between the named modes", no, true, -350, "+15552223333", false, nullptr},
-      {"below the named modes", no, true, -500, "+15551234567", false, nullptr},
+       foundNumber("9876543", "0049899876543")},
+      {"group: another contact's number", no, true, 1, "+15550001111", false, foundNone("0001111")},
+      {"group: no @ rules the addresses out", no, true, 1, "5550009999", false,
+       foundNone("0009999")},
+      {"zero lets nobody through", no, true, 0, "+15551234567", false, {}},
+      {"minus one", no, true, -1, "+15551234567", false, {}},
+      {"between the named modes", no, true, -150, "+15551234567", false, {}},
+      {"between the named modes", no, true, -250, "+15552223333", false, {}},
+      {"between the named modes", no, true, -350, "+15552223333", false, {}},
+      {"below the named modes", no, true, -500, "+15551234567", false, {}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
@@ -80,18 +91,15 @@ TEST_F(GateTest, DecidesByTheFirstConditionThatHolds) {
               (std::pair(row.presented, Texts{})));
 
     debugLogging(true);
-    const auto [presented, lines] = answerAndLog(phone(), [&] { return message(row.sender); });
-    EXPECT_EQ(presented, row.presented);
-    ASSERT_GE(lines.size(), 3u);
-    const std::string platformYesNo = row.platform == yes ? "y" : "n";
-    EXPECT_EQ(lines[0], "HL: default should present this notification: " + platformYesNo +
-                            ", notification type: 1");
-    EXPECT_EQ(lines[1],
-              std::string("HL: DnD active:") + (row.dnd ? "y" : "n") +
-                  ", privilegedGroupID=" + std::to_string(row.allowed == 1 ? group_ : row.allowed));
-    EXPECT_EQ(lines.back(),
-              std::string("HL: presenting contact?, returning: ") + (row.presented ? "y" : "n"));
-    EXPECT_EQ(lines[lines.size() - 2], row.ownLine != nullptr ? row.ownLine : lines[1]);
+    Texts lines = {std::string("HL: default should present this notification: ") +
+                       (row.platform == yes ? "y" : "n") + ", notification type: 1",
+                   std::string("HL: DnD active:") + (row.dnd ? "y" : "n") +
+                       ", privilegedGroupID=" + std::to_string(integer("allowedMessageGroup"))};
+    lines.insert(lines.end(), row.ownLines.begin(), row.ownLines.end());
+    lines.push_back(std::string("HL: presenting contact?, returning: ") +
+                    (row.presented ? "y" : "n"));
+    EXPECT_EQ(answerAndLog(phone(), [&] { return message(row.sender); }),
+              (std::pair(row.presented, lines)));
   }
 }
 
@@ -116,91 +124,107 @@ TEST_F(GateTest, LeavesEveryOtherTypeToThePlatform) {
   }
 }
 
-TEST_F(GateTest, WritesTheMatchersLinesBeforeItsOwn) {
-  startWithGroup(group_);
-  debugLogging(true);
-  dnd(true);
-  const std::string g = std::to_string(group_);
-  EXPECT_EQ(answerAndLog(phone(), [&] { return message("+15551234567"); }),
-            (std::pair(true, Texts{"HL: default should present this notification: n, "
-                                   "notification type: 1",
-                                   "HL: DnD active:y, privilegedGroupID=" + g,
-                                   "HL: comparing last 7 digits of phone number",
-                                   "HL:\tfound privileged phone with destinationID suffix "
-                                   "(1234567): 15551234567",
-                                   "HL: found sender ID in privileged senders phones",
-                                   "HL: presenting contact?, returning: y"})));
+// What the server is asked, by the library or through it: itself, the selector, the type, the ID
+// and the feed, or zero where there is none. Every other answer differs from the first one's.
+using Question = std::tuple<id, std::string, int, id, NSUInteger>;
+std::vector<Question> questions;
+bool decision;
+std::function<void()> meanwhile;
+
+BOOL decide(id server, SEL selector, int type, id destinationId) {
+  questions.emplace_back(server, selector->name, type, destinationId, 0);
+  if (meanwhile) meanwhile();
+  return decision;
 }
 
-// Any type is asked again with a feed, on a host that has feeds and answers to the question; the
-// answer is not used.
-TEST_F(GateTest, AsksWithAFeedOnlyWhereTheHostHasFeeds) {
+BOOL decideOtherwise(id server, SEL selector, int type, id destinationId, NSUInteger feed) {
+  questions.emplace_back(server, selector->name, type, destinationId, feed);
+  return !decision;
+}
+
+BOOL lookUp(id server, SEL selector, id destinationId) {
+  questions.emplace_back(server, selector->name, 0, destinationId, 0);
+  if (meanwhile) meanwhile();
+  return !decision;
+}
+
+constexpr char question[] = "shouldPresentNotificationOfType:fromSenderWithDestinationID:";
+constexpr char withFeed[] = "shouldPresentNotificationOfType:fromSenderWithDestinationID:inFeed:";
+constexpr char inContacts[] = "_doesAddressBookContainDestinationID:";
+constexpr char inFavourites[] = "_doesFavoritesListContainDestinationID:";
+
+class RecordingServerTest : public PhoneTest {
+ protected:
+  void startWith(std::int64_t allowed) {
+    set("allowedMessageGroup", allowed);
+    end();
+    substitute("BBServer", question, &decide);
+    substitute("BBServer", withFeed, &decideOtherwise);
+    substitute("BBServer", inContacts, &lookUp);
+    substitute("BBServer", inFavourites, &lookUp);
+    start();
+    questions.clear();
+  }
+};
+
+// Any type is asked again with a feed, on a host that has feeds; that answer does not count.
+TEST_F(RecordingServerTest, IsAskedWithWhatTheGateWasAskedWith) {
   const struct {
     double foundation;
-    bool answersToIt;
-    std::uint64_t questions;
-  } rows[] = {{1299.9, true, 0}, {1300.0, true, 2}, {1400.0, false, 0}};
+    int type;
+    std::int64_t allowed;
+    const char* lookUp;  // or null
+  } rows[] = {{1299.9, -7, -400, nullptr},   {1300.0, -7, -400, nullptr},
+              {1299.9, 1, -400, inContacts}, {1300.0, 1, -300, inFavourites},
+              {1299.9, 1, -200, nullptr},    {1300.0, 1, -200, nullptr}};
+  const auto text = simulator::own(simulator::makeString("+1 (555) 222-3333"));
+  const auto server = simulator::own(
+      simulator::header(simulator::message(simulator::classNamed("BBServer"), "alloc")));
+  const id asked = server.get();
   for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
     phone().setFoundationVersion(row.foundation);
-    startWithGroup(-200);
-    if (!row.answersToIt) {
-      simulator::removeMethod(
-          "BBServer", "shouldPresentNotificationOfType:fromSenderWithDestinationID:inFeed:");
+    startWith(row.allowed);
+    value<bool>("isDNDActive") = true;
+    for (const id sender : {id{text.get()}, id{nullptr}}) {
+      for (const bool platformYes : {true, false}) {
+        decision = platformYes;
+        questions.clear();
+        std::vector<Question> expected = {{asked, question, row.type, sender, 0}};
+        if (row.foundation >= 1300) expected.emplace_back(asked, withFeed, row.type, sender, 0);
+        const bool looksUp = row.lookUp != nullptr && !platformYes;
+        if (looksUp) expected.emplace_back(asked, row.lookUp, 0, sender, 0);
+        EXPECT_EQ(simulator::message<BOOL>(asked, question, row.type, sender),
+                  platformYes || looksUp);
+        EXPECT_EQ(questions, expected);
+      }
     }
-    dnd(true);
-    phone().bulletinBoard.feedQuestions = 0;
-    EXPECT_FALSE(message("+15551234567"));
-    EXPECT_FALSE(phone().bulletinBoard.arrives(2, std::nullopt));
-    EXPECT_EQ(phone().bulletinBoard.feedQuestions, row.questions) << row.foundation;
-    dnd(false);
   }
 }
 
-struct Question {
-  id server;
-  SEL selector;
-  int type;
-  id destinationId;
-  NSUInteger feed;
-  bool operator==(const Question&) const = default;
-};
-std::vector<Question> questions;
-
-BOOL recordQuestion(id server, SEL selector, int type, id destinationId) {
-  questions.push_back({server, selector, type, destinationId, 0});
-  return true;
+// What changes while the server is asked is seen by the steps that follow.
+TEST_F(RecordingServerTest, IsAskedBeforeAnyValueIsRead) {
+  startWith(-200);
+  decision = false;
+  meanwhile = [&] {
+    debugLogging(questions.size() == 1);
+    value<bool>("isDNDActive") = true;
+    value<std::int64_t>("allowedMessageGroup") = -300;
+  };
+  EXPECT_EQ(answerAndLog(phone(), [&] { return message("+15552223333"); }),
+            (std::pair(true, Texts{"HL: default should present this notification: n, "
+                                   "notification type: 1",
+                                   "HL: DnD active:y, privilegedGroupID=-300"})));
+  meanwhile = nullptr;
 }
 
-BOOL recordQuestionWithFeed(id server, SEL selector, int type, id destinationId, NSUInteger feed) {
-  questions.push_back({server, selector, type, destinationId, feed});
-  return false;
-}
-
-TEST_F(GateTest, HandsOnWhatItWasAsked) {
-  const Class type = simulator::classNamed("BBServer");
-  const SEL question =
-      sel_registerName("shouldPresentNotificationOfType:fromSenderWithDestinationID:");
-  const SEL withFeed =
-      sel_registerName("shouldPresentNotificationOfType:fromSenderWithDestinationID:inFeed:");
-  IMP replaced = nullptr;
-  MSHookMessageEx(type, question, reinterpret_cast<IMP>(&recordQuestion), &replaced);
-  MSHookMessageEx(type, withFeed, reinterpret_cast<IMP>(&recordQuestionWithFeed), &replaced);
-  phone().setFoundationVersion(1300.0);
-  start();
-  questions.clear();
-  const auto server = simulator::own(simulator::header(simulator::message(type, "alloc")));
-  const auto sender = simulator::own(simulator::makeString("anna@example.org"));
-  const id destinationId = sender.get();
-  EXPECT_TRUE(simulator::message<BOOL>(server.get(), question->name.c_str(), -7, destinationId));
-  EXPECT_EQ(questions, (std::vector<Question>{{server.get(), question, -7, destinationId, 0},
-                                              {server.get(), withFeed, -7, destinationId, 0}}));
-}
-
-TEST_F(GateTest, FindsNobodyOnAServerThatLostItsLookUps) {
+TEST_F(GateTest, AsksNothingThatTheServerDoesNotAnswer) {
+  phone().setFoundationVersion(1400.0);
   for (const std::int64_t allowed : {-300, -400}) {
     startWithGroup(allowed);
-    simulator::removeMethod("BBServer", "_doesAddressBookContainDestinationID:");
-    simulator::removeMethod("BBServer", "_doesFavoritesListContainDestinationID:");
+    for (const char* method : {withFeed, inContacts, inFavourites}) {
+      simulator::removeMethod("BBServer", method);
+    }
     dnd(true);
     EXPECT_FALSE(message("+15552223333"));
   }

@@ -1,5 +1,7 @@
 // What the library learns from the settings gateway, and the initializers that it hands through.
 
+#include <tuple>
+
 #include "tests/support/phone_test.hpp"
 
 namespace tests {
@@ -50,25 +52,42 @@ TEST_F(DoNotDisturbTest, DoesNotAskForTheStateAtStartUp) {
   EXPECT_FALSE(boolean("isDNDActive"));
 }
 
+// The allocated object, the selector, the override type, the mode and the intervals.
+using Initialization = std::tuple<id, std::string, std::int64_t, std::int64_t, id>;
+std::vector<Initialization> initializations;
+id initialized;
+
+id initialize(id allocated, SEL selector, std::int64_t type, std::int64_t mode, id intervals) {
+  initializations.emplace_back(allocated, selector->name, type, mode, intervals);
+  return initialized;
+}
+
+id initializeWithoutMode(id allocated, SEL selector, id intervals, std::int64_t type) {
+  return initialize(allocated, selector, type, 0, intervals);
+}
+
+// Another object than the allocated one may come back, or none.
 TEST_F(DoNotDisturbTest, HandsTheInitializersOfAnOverrideThrough) {
-  start();
-  const simulator::AutoreleasePool pool;
+  const auto allocated = simulator::makeOverride({});
+  const auto other = simulator::makeOverride({});
   const auto intervals = simulator::own(simulator::makeArray());
+  const id made = allocated.get();
   const id items = intervals.get();
-  const Class type = simulator::classNamed("BBBehaviorOverride");
-  constexpr std::int64_t overrideType = 0x123456789a;
+  const char* const withMode = "initWithOverrideType:mode:effectiveIntervals:";
+  const char* const withoutMode = "initWithEffectiveIntervals:overrideType:";
+  constexpr std::int64_t type = 0x123456789a;
   constexpr std::int64_t mode = -0x123456789b;
-  const auto withMode = simulator::own(simulator::header(simulator::message(
-      simulator::message(type, "alloc"),
-      "initWithOverrideType:mode:effectiveIntervals:", overrideType, mode, items)));
-  const auto withoutMode = simulator::own(simulator::header(
-      simulator::message(simulator::message(type, "alloc"),
-                         "initWithEffectiveIntervals:overrideType:", items, overrideType)));
-  for (const auto& made : {withMode, withoutMode}) {
-    EXPECT_EQ(simulator::message<std::int64_t>(made.get(), "overrideType"), overrideType);
-    EXPECT_EQ(simulator::message(made.get(), "effectiveIntervals"), items);
+  substitute("BBBehaviorOverride", withMode, &initialize);
+  substitute("BBBehaviorOverride", withoutMode, &initializeWithoutMode);
+  start();
+  for (const id result : {id{other.get()}, id{nullptr}}) {
+    initialized = result;
+    initializations.clear();
+    EXPECT_EQ(simulator::message(made, withMode, type, mode, items), result);
+    EXPECT_EQ(simulator::message(made, withoutMode, items, type), result);
+    EXPECT_EQ(initializations, (std::vector{Initialization(made, withMode, type, mode, items),
+                                            Initialization(made, withoutMode, type, 0, items)}));
   }
-  EXPECT_EQ(simulator::message<std::int64_t>(withMode.get(), "mode"), mode);
   EXPECT_EQ(log(), Texts{});
 }
 

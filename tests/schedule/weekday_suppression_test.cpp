@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <tuple>
 
 #include "tests/support/phone_test.hpp"
 
@@ -47,19 +48,6 @@ TEST_F(WeekdaySuppressionTest, LetsMessagesInOnASuppressedSaturdayNight) {
   phone().advance(6h);
   EXPECT_TRUE(message("+15551234567"));
   EXPECT_EQ(log(), (Texts{"HL: DnD state changed to y", "HL: DnD state changed to n"}));
-}
-
-TEST_F(WeekdaySuppressionTest, TakesAReloadIntoAccountAtTheNextQuestion) {
-  phone().bulletinBoard.setSchedule(DailyPeriod{22h, 7h});
-  goTo(sunday + 23h);
-  set("schedulerWeekday_1", true);
-  start();
-  phone().bulletinBoard.refresh();
-  for (const bool running : {false, true}) {
-    set("schedulerWeekday_1", running);
-    phone().post("org.mernwick.hushlane.weekdaysettingschanged");
-    EXPECT_EQ(boolean("isDNDActive"), running);
-  }
 }
 
 TEST_F(WeekdaySuppressionTest, AgreesWithANaiveCalculationAtEveryMinuteOfAWeek) {
@@ -121,32 +109,25 @@ TEST_F(WeekdaySuppressionTest, WritesThreeLinesForEachQuestion) {
   const date::local_seconds tuesday = sunday + date::days(2);
   const struct {
     date::local_seconds moment;
-    bool active;
-    Texts lines;
-  } rows[] = {
-      {tuesday + 23h,
-       false,
-       {"HL: original active check: y", "HL: checking for weekday 3",
-        "HL: day should be suppressed, returning NO"}},
-      {tuesday + 12h,
-       false,
-       {"HL: original active check: n", "HL: checking for weekday 3",
-        "HL: day should be suppressed, returning NO"}},
-      {tuesday - 1h,
-       true,
-       {"HL: original active check: y", "HL: checking for weekday 2",
-        "HL: day should be NOT suppressed, returning orig"}},
-      {tuesday - 3h,
-       false,
-       {"HL: original active check: n", "HL: checking for weekday 2",
-        "HL: day should be NOT suppressed, returning orig"}},
-  };
-  for (const bool logged : {true, false}) {
-    debugLogging(logged);
-    for (const auto& row : rows) {
-      EXPECT_EQ(answerAndLog(phone(), [&] { return activeAt(row.moment); }),
-                (std::pair(row.active, logged ? row.lines : Texts{})));
-    }
+    const char* platform;
+    const char* weekday;
+    bool listed;
+  } rows[] = {{tuesday + 23h, "y", "3", true},
+              {tuesday + 12h, "n", "3", true},
+              {tuesday - 1h, "y", "2", false},
+              {tuesday - 3h, "n", "2", false}};
+  for (const auto& row : rows) {
+    const bool active = !row.listed && *row.platform == 'y';
+    const auto ask = [&] { return activeAt(row.moment); };
+    debugLogging(true);
+    EXPECT_EQ(answerAndLog(phone(), ask),
+              (std::pair(active,
+                         Texts{std::string("HL: original active check: ") + row.platform,
+                               std::string("HL: checking for weekday ") + row.weekday,
+                               row.listed ? "HL: day should be suppressed, returning NO"
+                                          : "HL: day should be NOT suppressed, returning orig"})));
+    debugLogging(false);
+    EXPECT_EQ(answerAndLog(phone(), ask), (std::pair(active, Texts{})));
   }
 }
 
@@ -157,6 +138,52 @@ TEST_F(WeekdaySuppressionTest, LeavesThePlatformsAnswerWithoutACalendar) {
   EXPECT_FALSE(activeAt(sunday + 23h));
   simulator::failAt(simulator::Fault::currentCalendar, 1);
   EXPECT_TRUE(activeAt(sunday + 23h));
+}
+
+using ActiveQuestion = std::tuple<id, std::string, id>;
+std::vector<ActiveQuestion> questions;
+std::function<void()> meanwhile;
+
+BOOL isActive(id override, SEL selector, id moment) {
+  questions.emplace_back(override, selector->name, moment);
+  meanwhile();
+  return true;
+}
+
+// The platform is asked first, so what changes meanwhile is seen by the steps that follow. Neither
+// the kind of the override plays a part nor whether there is a moment, which only the calendar
+// minds.
+TEST_F(WeekdaySuppressionTest, AsksThePlatformFirstAboutWhateverOverride) {
+  substitute("BBBehaviorOverride", "isActiveForDate:", &isActive);
+  start();
+  const auto date = simulator::own(
+      simulator::makeDate(simulator::Clock::sinceReferenceDate(phone().clock.instant(sunday))));
+  meanwhile = [&] {
+    suppress(1);
+    reload();
+    debugLogging(true);
+  };
+  for (const std::int64_t kind : {0, 1, 2, -1}) {
+    const simulator::AutoreleasePool pool;
+    const auto made = simulator::own(simulator::header(simulator::message(
+        simulator::message(simulator::classNamed("BBBehaviorOverride"), "alloc"),
+        "initWithOverrideType:mode:effectiveIntervals:", kind, kind + 1, id{nullptr})));
+    const auto ask = [&](id moment) {
+      return simulator::message<BOOL>(made.get(), "isActiveForDate:", moment);
+    };
+    suppress(0);
+    reload();
+    questions.clear();
+    EXPECT_EQ(answerAndLog(phone(), [&] { return ask(date.get()); }),
+              (std::pair(false, Texts{"HL: original active check: y", "HL: checking for weekday 1",
+                                      "HL: day should be suppressed, returning NO"})));
+    debugLogging(false);
+    EXPECT_THROW(ask(nullptr), simulator::PlatformException);
+    EXPECT_EQ(log(), Texts{"HL: original active check: y"});
+    EXPECT_EQ(questions, (std::vector{ActiveQuestion(made.get(), "isActiveForDate:", date.get()),
+                                      ActiveQuestion(made.get(), "isActiveForDate:", nullptr)}));
+  }
+  meanwhile = nullptr;
 }
 
 // Today's weekday and the argument are added, and carried into the next week once.
@@ -207,6 +234,7 @@ TEST_F(WeekdaySuppressionTest, LogsWhatItAddsUp) {
   goTo(sunday + date::days(6));
   suppress(1);
   start();
+  EXPECT_EQ(answerAndLog(phone(), [&] { return suppressed(1); }), (std::pair(true, Texts{})));
   debugLogging(true);
   for (const auto& row : rows) {
     EXPECT_EQ(suppressed(row.days), row.days == 1);

@@ -68,6 +68,19 @@ void PhoneTest::restart() {
 
 void PhoneTest::end() { library_.reset(); }
 
+int PhoneTest::reloadWatching(Fault operation, const std::function<void()>& look) {
+  int looks = 0;
+  const std::function<void()> lookAgain = [&] {
+    look();
+    ++looks;
+    callBefore(operation, lookAgain);
+  };
+  callBefore(operation, lookAgain);
+  reload();
+  resetFaults();
+  return looks;
+}
+
 std::int32_t PhoneTest::chooseGroup(const std::vector<Person>& members) {
   std::vector<std::int32_t> ids;
   for (const Person& member : members) {

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,6 +44,8 @@ class PhoneTest : public ::testing::Test {
   // ---- The host's side ----
 
   void reload() { phone().post("org.mernwick.hushlane.reloadsettings"); }
+  // Also calls `look` before each call of an operation in this load; gives their number.
+  int reloadWatching(simulator::Fault operation, const std::function<void()>& look);
   void dnd(bool on) { phone().bulletinBoard.setManualDoNotDisturb(on); }
   bool message(const std::optional<std::string>& sender) {
     return phone().bulletinBoard.arrives(1, sender);
@@ -52,6 +55,15 @@ class PhoneTest : public ::testing::Test {
   }
   // One group with these members, chosen in the settings. Gives the group's record ID.
   std::int32_t chooseGroup(const std::vector<simulator::Person>& members);
+
+  // Puts a test's own method in the place of the platform's, where the library then finds it.
+  // Before `start()`; undone by `end()`.
+  template <class R, class... Args>
+  static void substitute(const char* type, const char* selector, R (*method)(id, SEL, Args...)) {
+    IMP before = nullptr;
+    MSHookMessageEx(simulator::classNamed(type), sel_registerName(selector),
+                    reinterpret_cast<IMP>(method), &before);
+  }
 
   // What was logged since the last look.
   Texts log() { return phone().log.take(); }
