@@ -1,6 +1,7 @@
 """Builds the phone package in build/package/. With --verify, checks it as well: its contents, that
 the library compiles for the 32-bit phones too, and that a second build, from a copy of the sources
-in another directory, gives the same bytes."""
+in another directory, gives the same bytes. With --emulate, plays the packaged library on an
+emulated arm64 processor."""
 
 import argparse
 import pathlib
@@ -12,6 +13,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 sys.path.insert(0, str(ROOT / "script"))
 
 import build  # noqa: E402
+import emulation  # noqa: E402
 import verify  # noqa: E402
 
 SOURCES = (*build.ROOMS, "include", "package", "CMakeLists.txt", "LICENSE")
@@ -43,6 +45,12 @@ def checks(package):
     yield "compiles for armv7 (objects only; this linker has no such target)", compiles_for_armv7()
 
 
+def emulated(package):
+    library = verify.Package(package).files[build.DYLIB]
+    yield ("plays as the desk build does, on an emulated arm64 processor",
+           list(emulation.complaints(ROOT, library)))
+
+
 def report(results):
     failed = False
     for title, complaints in results:
@@ -56,6 +64,8 @@ def report(results):
 def main():
     parser = argparse.ArgumentParser(prog="script/package", description=__doc__)
     parser.add_argument("--verify", action="store_true", help="check the built package as well")
+    parser.add_argument("--emulate", action="store_true",
+                        help="play the built package's library, too (takes minutes)")
     options = parser.parse_args()
     try:
         package = build.package(ROOT)
@@ -65,6 +75,8 @@ def main():
         print(f"built {target.relative_to(ROOT)}, {len(package)} bytes", flush=True)
         if options.verify and report(checks(package)):
             sys.exit("the package is refused")
+        if options.emulate and report(emulated(package)):
+            sys.exit("the library behaves differently")
     except build.BuildError as error:
         sys.exit(str(error))
 

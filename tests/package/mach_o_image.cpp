@@ -15,7 +15,11 @@ namespace mach_o {
 namespace {
 
 constexpr std::uint32_t magic64 = 0xFEEDFACF;
-constexpr std::uint32_t cpuX8664 = 0x01000007;
+#ifdef __aarch64__
+constexpr std::uint32_t processor = 0x0100000C;
+#else
+constexpr std::uint32_t processor = 0x01000007;
+#endif
 constexpr std::uint32_t dynamicLibrary = 6;
 constexpr std::uint32_t segmentCommand = 0x19;
 constexpr std::uint32_t loaderInfoCommand = 0x80000022;
@@ -116,7 +120,7 @@ std::uint64_t Image::readUleb(std::uint64_t& offset) const {
 void Image::refuse(const std::string& why) const { throw std::runtime_error(file_ + ": " + why); }
 
 void Image::readCommands() {
-  if (read<std::uint32_t>(0) != magic64 || read<std::uint32_t>(4) != cpuX8664 ||
+  if (read<std::uint32_t>(0) != magic64 || read<std::uint32_t>(4) != processor ||
       read<std::uint32_t>(12) != dynamicLibrary) {
     refuse("is no Mach-O library for this processor");
   }
@@ -155,6 +159,7 @@ void Image::map() {
   for (const Segment& segment : segments_) {
     std::memcpy(base_ + segment.address, data_.data() + segment.fileOffset, segment.fileSize);
   }
+  __builtin___clear_cache(reinterpret_cast<char*>(base_), reinterpret_cast<char*>(base_) + size_);
 }
 
 // The protection bits of both systems agree: 1 read, 2 write, 4 execute.
