@@ -1,7 +1,6 @@
 #include "simulator/foundation/property_list.hpp"
 
 #include <algorithm>
-#include <functional>
 #include <limits>
 
 #include "tests/support/phone_test.hpp"
@@ -79,56 +78,26 @@ std::string nested(int levels, const std::string& open, const std::string& close
   return text + "</plist>";
 }
 
-Owned<Array> nestedArrays(int levels) {
-  auto inner = own(makeArray());
-  for (int i = 1; i < levels; ++i) {
-    auto outer = own(makeArray());
-    append(outer.get(), inner.get());
-    inner = std::move(outer);
-  }
-  return inner;
-}
-
 TEST_F(PropertyList, givesBackWhatWasWritten) {
-  const std::function<Object*()> makers[] = {
-      [] { return makeBoolean(true); },
-      [] { return makeBoolean(false); },
-      [] { return makeInteger(0); },
-      [] { return makeInteger(1); },
-      [] { return makeInteger(255); },
-      [] { return makeInteger(-1); },
-      [] { return makeInteger(-100); },
-      [] { return makeInteger(std::numeric_limits<std::int64_t>::min()); },
-      [] { return makeInteger(std::numeric_limits<std::int64_t>::max()); },
-      [] { return makeReal(0.1); },
-      [] { return makeReal(-1e300); },
-      [] { return makeString(""); },
-      [] { return makeString(" <a> & \"b\"\n\xC3\xA9 \xF0\x9F\x98\x80 "); },
-      [] { return makeData({}); },
-      [] {
-        return makeData({0, 255, 10, '<'});
-      },
-      [] { return makeDate(0); },
-      [] { return makeDate(-5); },
-      [] { return makeDate(785'000'000); },
-      [] { return makeUid(0); },
-      [] { return makeUid(70'000); },
-      [] { return makeArray(); },
-      [] { return makeDictionary(); },
-  };
   for (const PropertyListForm form : {PropertyListForm::binary, PropertyListForm::xml}) {
-    for (const auto& maker : makers) {
+    for (Object* const made : std::initializer_list<Object*>{
+             makeBoolean(true), makeBoolean(false), makeInteger(0), makeInteger(255),
+             makeInteger(-100), makeInteger(std::numeric_limits<std::int64_t>::min()),
+             makeReal(0.1), makeReal(-1e300),
+             makeString(" <a> & \"b\"\n\xC3\xA9 \xF0\x9F\x98\x80 "), makeData({}),
+             makeData({0, 255, 10, '<'}), makeDate(-5), makeDate(785'000'000), makeUid(70'000),
+             makeArray(), makeDictionary()}) {
+      const auto written = own(made);
       const auto list = own(makeArray());
-      append(list.get(), own(maker()).get());
-      const id written = list->items[0];
+      append(list.get(), made);
       const auto root = parsePropertyList(writePropertyList(list.get(), form));
-      const auto* read = as<Array>(root.get(), "NSArray");
-      ASSERT_TRUE(read != nullptr && read->items.size() == 1) << describe(written);
-      EXPECT_EQ(object_getClass(read->items[0]), object_getClass(written)) << describe(written);
-      EXPECT_TRUE(ObjectEqual()(read->items[0], written)) << describe(written);
-      const auto* number = as<Number>(written, "NSNumber");
-      if (number != nullptr) {
-        EXPECT_EQ(as<Number>(read->items[0], "NSNumber")->kind, number->kind) << describe(written);
+      const auto* array = as<Array>(root.get(), "NSArray");
+      ASSERT_TRUE(array != nullptr && array->items.size() == 1) << describe(made);
+      const id read = array->items[0];
+      EXPECT_EQ(object_getClass(read), object_getClass(made)) << describe(made);
+      EXPECT_TRUE(ObjectEqual()(read, made)) << describe(made);
+      if (const auto* number = as<Number>(made, "NSNumber")) {
+        EXPECT_EQ(as<Number>(read, "NSNumber")->kind, number->kind) << describe(made);
       }
     }
   }
@@ -209,10 +178,16 @@ TEST_F(PropertyList, refusesWhatIsNoneAndSaysWhy) {
 }
 
 TEST_F(PropertyList, nestsAsDeepAsThePlatformAllowsAndNoDeeper) {
+  auto list = own(makeArray());
+  for (int levels = 1; levels < deepestPropertyList; ++levels) {
+    const auto outer = own(makeArray());
+    append(outer.get(), list.get());
+    list = outer;
+  }
+  const auto deeper = own(makeArray());
+  append(deeper.get(), list.get());
   for (const PropertyListForm form : {PropertyListForm::binary, PropertyListForm::xml}) {
-    const auto deepest = nestedArrays(deepestPropertyList);
-    EXPECT_TRUE(parsePropertyList(writePropertyList(deepest.get(), form)));
-    const auto deeper = nestedArrays(deepestPropertyList + 1);
+    EXPECT_TRUE(parsePropertyList(writePropertyList(list.get(), form)));
     EXPECT_THROW(writePropertyList(deeper.get(), form), PlatformException);
   }
 }
