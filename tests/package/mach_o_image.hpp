@@ -1,6 +1,6 @@
-// A Mach-O library of the phone's simulator, mapped into this process: the same kind of processor,
-// the same calling convention, so nothing is emulated. Just what the linker makes of the product
-// is understood; anything else is an error.
+// A Mach-O library for this process's kind of processor, mapped into the process. The calling
+// convention is the same, but for variadic functions on arm64. Just what the linker makes of the
+// product is understood; anything else is an error.
 //
 // Layouts and numbers: <mach-o/loader.h> and <mach-o/nlist.h>, as published in
 // https://github.com/apple-oss-distributions/xnu/tree/main/EXTERNAL_HEADERS/mach-o
