@@ -48,7 +48,6 @@ BOOL platformDecision(id, SEL, int, id) {
 }
 
 BOOL platformDecisionInFeed(id server, SEL selector, int type, id destinationId, NSUInteger) {
-  ++Device::current().bulletinBoard.feedQuestions;
   return platformDecision(server, selector, type, destinationId);
 }
 

@@ -84,9 +84,6 @@ class BulletinBoard {
   std::optional<std::uint64_t> lastSource;
   std::function<void()> whenGatewayLearns;
 
-  // How often the server was asked with a feed.
-  std::atomic<std::uint64_t> feedQuestions{0};
-
   id server() const { return server_.get(); }
   id gateway() const { return gateway_.get(); }
   std::filesystem::path overridesFile() const;  // var/mobile/Library/BulletinBoard/…
