@@ -2,6 +2,7 @@
 #include <functional>
 #include <limits>
 
+#include "simulator/foundation/property_list.hpp"
 #include "tests/support/phone_test.hpp"
 
 namespace simulator {
@@ -108,6 +109,27 @@ TEST_F(FoundationTest, EqualObjectsHaveEqualHashes) {
   }
 }
 
+TEST_F(FoundationTest, AnswersMoreThanTheLibraryAsks) {
+  const id accents = send(classNamed("NSCharacterSet"),
+                          "characterSetWithCharactersInString:", text("\u20ac\u00e9-"));
+  const id pieces =
+      send(text("a-b\u00e9\u20acc"), "componentsSeparatedByCharactersInSet:", accents);
+  EXPECT_EQ(toUtf8(send(pieces, "componentsJoinedByString:", text("|"))), "a|b||c");
+  const id array = list({text("a"), text("b")});
+  send<void>(array, "addObjectsFromArray:", array);
+  NSFastEnumerationState walk{};
+  id none[1];
+  ASSERT_EQ(send<NSUInteger>(array, "countByEnumeratingWithState:objects:count:", &walk, none, 1ul),
+            4u);
+  EXPECT_EQ(toUtf8(walk.itemsPtr[3]), "b");
+  const unsigned long before = *walk.mutationsPtr;
+  send<void>(array, "removeAllObjects");
+  EXPECT_NE(*walk.mutationsPtr, before);
+  savePropertyList(phone().root / "a.plist", own(makeDictionary()).get(), PropertyListForm::xml);
+  EXPECT_TRUE(own(send(send(classNamed("NSDictionary"), "alloc"),
+                       "initWithContentsOfFile:", text("/var/../../a.plist"))));
+}
+
 TEST_F(FoundationTest, BadArgumentsRaise) {
   const id string = text("abc");
   const id array = list({string});
@@ -173,6 +195,21 @@ TEST_F(FoundationTest, EveryMomentHasAWeekday) {
     const auto weekday = send<NSInteger>(components, "weekday");
     EXPECT_TRUE(weekday >= 1 && weekday <= 7) << extreme;
   }
+}
+
+std::string delivered;
+
+void noteDelivery(CFNotificationCenterRef, void*, CFStringRef name, const void*, CFDictionaryRef) {
+  delivered += toUtf8(name);
+}
+
+TEST_F(FoundationTest, NotificationsComeInTheOrderInWhichTheyWerePosted) {
+  delivered.clear();
+  for (const char* name : {"c", "a", "b"}) phone().notifications.add({name, &noteDelivery, 0});
+  for (const char* name : {"b", "c", "nobody's", "a"}) phone().notifications.post(name);
+  EXPECT_EQ(delivered, "");
+  phone().notifications.runMainLoop();
+  EXPECT_EQ(delivered, "bca");
 }
 
 TEST_F(FoundationTest, LocalTimesAroundClockChanges) {

@@ -166,5 +166,14 @@ TEST_F(KeyedArchive, survivesEveryTruncationAndEveryChangedByte) {
   }
 }
 
+TEST_F(KeyedArchive, answersItsMessages) {
+  const AutoreleasePool pool;
+  const id unarchiver = classNamed("NSKeyedUnarchiver");
+  const id data = simulator::message<id, id>(
+      classNamed("NSKeyedArchiver"), "archivedDataWithRootObject:", own(makeString("kept")).get());
+  EXPECT_EQ(toUtf8(simulator::message(unarchiver, "unarchiveObjectWithData:", data)), "kept");
+  EXPECT_EQ(simulator::message(unarchiver, "unarchiveObjectWithData:", id{}), nullptr);
+}
+
 }  // namespace
 }  // namespace simulator
