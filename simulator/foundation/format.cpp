@@ -129,14 +129,14 @@ struct Arguments {
 };
 
 // The conversion at the start of what follows a percent sign, in order of the table below.
-std::string_view conversionOf(std::string_view specification) {
+std::string_view conversionOf(std::string_view text) {
   static constexpr std::string_view conversions[] = {"@", "d", "i", "u",  "x",  "c",   "s",
                                                      "f", "g", "%", "ld", "lu", "lld", "llu"};
   for (const std::string_view conversion : conversions) {
-    if (specification.substr(0, conversion.size()) == conversion) return conversion;
+    if (text.substr(0, conversion.size()) == conversion) return conversion;
   }
   throw PlatformException("NSInvalidArgumentException",
-                          "unknown conversion in a format: %" + std::string(specification));
+                          "unknown conversion in a format: %" + std::string(text));
 }
 
 std::string convert(std::string_view conversion, Arguments& arguments) {
