@@ -362,6 +362,8 @@ Owned<Object> readEither(Bytes bytes) {
 
 class NodeBuilder {
  public:
+  explicit NodeBuilder(PropertyListForm form) : form_(form) {}
+
   Node build(id object, int depth = 1) {
     if (depth > deepestPropertyList) refuseToWrite(tooDeep);
     if (++built_ > mostObjects) refuseToWrite(tooMany);
@@ -397,12 +399,13 @@ class NodeBuilder {
     return plist_new_data(reinterpret_cast<const char*>(raw), data.bytes.size());
   }
 
-  static plist_t fromMoment(const Date& date) {
+  // XML holds whole seconds; libplist would cut a moment before 2001 up to the next one.
+  plist_t fromMoment(const Date& date) const {
     const double seconds = std::floor(date.sinceReferenceDate);
     if (!(std::abs(seconds) < std::numeric_limits<std::int32_t>::max())) {
       refuseToWrite("a date that is not between 1933 and 2068");
     }
-    const double fraction = date.sinceReferenceDate - seconds;
+    const double fraction = form_ == PropertyListForm::xml ? 0 : date.sinceReferenceDate - seconds;
     return plist_new_date(static_cast<std::int32_t>(seconds),
                           static_cast<std::int32_t>(fraction * 1e6));
   }
@@ -425,6 +428,7 @@ class NodeBuilder {
     return result;
   }
 
+  PropertyListForm form_;
   std::uint64_t built_ = 0;
 };
 
@@ -461,7 +465,7 @@ Owned<Object> readPropertyList(const std::filesystem::path& file, std::string* w
 }
 
 std::vector<std::uint8_t> writePropertyList(id root, PropertyListForm form) {
-  const Node tree = NodeBuilder().build(root);
+  const Node tree = NodeBuilder(form).build(root);
   char* raw = nullptr;
   std::uint32_t length = 0;
   if (form == PropertyListForm::binary) {
