@@ -1,7 +1,7 @@
 """Plays the packaged library, the very bytes, on an emulated arm64 processor.
 
 The simulated phone and the home screen are built for arm64 Linux with Debian's cross compiler; the
-Mach-O loader of the tests maps the library. What they print must equal the desk build's output.
+Mach-O loader beside it maps the library. What they print must equal the desk build's output.
 """
 
 import concurrent.futures
@@ -17,7 +17,7 @@ import build
 FOREIGN_PACKAGES = ("libplist3", "libsqlite3-0", "libdate-tz3", "libfmt9", "libedit2", "libtinfo6",
                     "libbsd0", "libmd0")
 LINKED = ("libplist-2.0.so.3", "libsqlite3.so.0", "libdate-tz.so.3", "libfmt.so.9", "libedit.so.2")
-LOADER = ("tests/package/mach_o_image.cpp", "tests/package/mach_o_library.cpp",
+LOADER = ("package/mach_o_image.cpp", "package/mach_o_library.cpp",
           "package/arm64_variadics.cpp")
 # The headers in use fit every processor: they come from this machine, after the cross compiler's own.
 FLAGS = ("-std=c++20", "-O1", "-fPIC", "-w", "-I.", "-Ibuild/gcc/generated", "-idirafter",

@@ -1,4 +1,4 @@
-#include "tests/package/mach_o_image.hpp"
+#include "package/mach_o_image.hpp"
 
 #include <dlfcn.h>
 #include <sys/mman.h>

@@ -5,7 +5,7 @@
 #include "simulator/device.hpp"
 #include "simulator/loader.hpp"
 #include "simulator/runtime/object.hpp"
-#include "tests/package/mach_o_image.hpp"
+#include "package/mach_o_image.hpp"
 
 namespace simulator {
 
