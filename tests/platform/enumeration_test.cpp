@@ -27,7 +27,7 @@ class EnumerationTest : public PhoneTest {};
 TEST_F(EnumerationTest, SeesEveryObjectOnceWhateverTheBatches) {
   std::vector<simulator::Person> members;
   Texts phones;
-  for (int i = 0; i < 40; ++i) {
+  for (int i = 0; i < 32; ++i) {
     phones.push_back(std::to_string(100 + i));
     members.push_back({0, "Somebody", {phones.back()}, {}});
   }

@@ -10,8 +10,8 @@ using simulator::isLiveObject;
 
 class RacesTest : public PhoneTest {
  protected:
-  // How many readers are just about to retain the value: the word behind its exported pointer.
-  std::uintptr_t& readers() { return (&value<std::uintptr_t>(stamp))[1]; }
+  // How many readers are just about to retain a value: the word behind its exported pointer.
+  std::uintptr_t& readers(const char* name = stamp) { return (&value<std::uintptr_t>(name))[1]; }
   id stampAnew() {
     phone().post("org.mernwick.hushlane.manualdndenabled");
     return object(stamp);
@@ -20,6 +20,17 @@ class RacesTest : public PhoneTest {
  private:
   static constexpr const char* stamp = "manualDNDEnabledTime";
 };
+
+TEST_F(RacesTest, CountsEveryReaderOutAgain) {
+  chooseGroup({{0, "Anna", {"5551234567"}, {"anna@example.org"}}});
+  start();
+  dnd(true);
+  EXPECT_TRUE(message("anna@example.org") && matcher("5551234567") && !suppressed(0));
+  for (const char* name : {"privilegedMessageSenderEmails", "privilegedMessageSenderPhones",
+                           "daysForSuppressingScheduler"}) {
+    EXPECT_EQ(readers(name), 0u) << name;
+  }
+}
 
 TEST_F(RacesTest, KeepsWhatAReaderIsAboutToRetain) {
   start();
