@@ -2,10 +2,10 @@
 // the library in the phone's file format.
 #include <stdexcept>
 
+#include "package/mach_o_image.hpp"
 #include "simulator/device.hpp"
 #include "simulator/loader.hpp"
 #include "simulator/runtime/object.hpp"
-#include "package/mach_o_image.hpp"
 
 namespace simulator {
 
