@@ -274,8 +274,8 @@ Owned<Object> fromDate(plist_t node) {
   plist_get_date_val(node, &seconds, &microseconds);
   constexpr std::int32_t outOfRange = std::numeric_limits<std::int32_t>::min();
   if (seconds == outOfRange) throw Malformed("a date that is not between 1933 and 2068");
-  const double fraction = microseconds / 1e6;  // comes without the sign
-  return owned(makeDate(seconds < 0 ? seconds - fraction : seconds + fraction));
+  // The fraction comes without a sign and cut short, so whole seconds are all that can be trusted.
+  return owned(makeDate(seconds < 0 && microseconds > 0 ? seconds - 1.0 : seconds));
 }
 
 Owned<Object> fromNode(plist_t node) {
