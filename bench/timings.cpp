@@ -67,6 +67,18 @@ void askTheGate(benchmark::State& state, std::size_t members, const char* sender
 
 void numberGate(benchmark::State& state) { askTheGate(state, sizeOf(state) / 2, strangersNumber); }
 
+BOOL answerNo(id, SEL, id) { return false; }
+
+// What asking each number costs when the string does nothing to answer.
+void numberMessages(benchmark::State& state) {
+  IMP original = nullptr;
+  MSHookMessageEx(simulator::classNamed("NSString"), sel_registerName("hasSuffix:"),
+                  reinterpret_cast<IMP>(&answerNo), &original);
+  numberGate(state);
+  MSHookMessageEx(simulator::classNamed("NSString"), sel_registerName("hasSuffix:"), original,
+                  nullptr);
+}
+
 void numberPlain(benchmark::State& state) {
   constexpr std::size_t digits = 7;
   Loaded phone(sizeOf(state) / 2);
@@ -104,6 +116,7 @@ void emailPlain(benchmark::State& state) {
 }
 
 BENCHMARK(numberGate)->Arg(1'000)->Arg(100'000);
+BENCHMARK(numberMessages)->Arg(1'000);
 BENCHMARK(numberPlain)->Arg(1'000)->Arg(100'000);
 BENCHMARK(emailGate)->Arg(1'000);
 BENCHMARK(emailPlain)->Arg(1'000);

@@ -67,26 +67,24 @@ class Each {
   struct End {};
   class Iterator {
    public:
-    explicit Iterator(Each& each) : each_(each) { each_.fetch(); }
-    T* operator*() const noexcept {
-      // The objects of a long list lie anywhere in memory, so those ahead are called for early.
-      if (index_ + ahead < each_.fetched_) {
-        __builtin_prefetch(each_.state_.itemsPtr[index_ + ahead]);
-      }
-      return static_cast<T*>(each_.state_.itemsPtr[index_]);
-    }
+    explicit Iterator(Each& each) : each_(each) { fetch(); }
+    T* operator*() const noexcept { return static_cast<T*>(*at_); }
     Iterator& operator++() {
-      if (++index_ == each_.fetched_) {
-        index_ = 0;
-        each_.fetch();
-      }
+      if (++at_ == end_) fetch();
       return *this;
     }
-    bool operator!=(End) const noexcept { return each_.fetched_ != 0; }
+    bool operator!=(End) const noexcept { return at_ != end_; }
 
    private:
+    void fetch() {
+      const NSUInteger fetched = each_.fetch();
+      at_ = each_.state_.itemsPtr;
+      end_ = at_ + fetched;
+    }
+
     Each& each_;
-    NSUInteger index_ = 0;
+    id* at_ = nullptr;
+    id* end_ = nullptr;
   };
 
   Iterator begin() { return Iterator(*this); }
@@ -94,15 +92,13 @@ class Each {
 
  private:
   static constexpr NSUInteger batch = 16;
-  static constexpr NSUInteger ahead = 24;
 
-  void fetch() {
-    fetched_ = send<NSUInteger>(array_, selector<"countByEnumeratingWithState:objects:count:">(),
-                                &state_, &buffer_[0], batch);
+  NSUInteger fetch() {
+    return send<NSUInteger>(array_, selector<"countByEnumeratingWithState:objects:count:">(),
+                            &state_, &buffer_[0], batch);
   }
 
   NSArray* array_;
-  NSUInteger fetched_ = 0;
   NSFastEnumerationState state_ = {};
   id buffer_[batch];
 };

@@ -76,7 +76,7 @@ class RepeatedMessage {
   R operator()(id receiver, Args... args) {
     if (receiver == nullptr) return R();
     const Class type = object_getClass(receiver);
-    if (type != type_) {
+    if (type != type_) [[unlikely]] {
       implementation_ = class_getMethodImplementation(type, selector_);
       type_ = type;
     }

@@ -20,8 +20,11 @@ namespace simulator {
 // A string of UTF-16 code units, kept in one allocation: the units follow the struct, one byte
 // each when all of them are below 256, else two.
 struct String : Object {
-  std::uint32_t length = 0;  // in UTF-16 code units
-  bool wide = false;         // two bytes a unit
+  String(std::uint32_t units, bool twoBytesEach) : length(units & longest), wide(twoBytesEach) {}
+
+  static constexpr std::uint32_t longest = 0x7fff'ffff;
+  std::uint32_t length : 31;  // in UTF-16 code units
+  std::uint32_t wide : 1;     // two bytes a unit
 
   const std::uint8_t* narrowUnits() const {
     return reinterpret_cast<const std::uint8_t*>(this + 1);

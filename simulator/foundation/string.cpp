@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 #include "simulator/foundation/objects.hpp"
 #include "simulator/foundation/string_class.hpp"
@@ -9,11 +10,10 @@ namespace simulator {
 namespace {
 
 String* allocate(std::size_t length, bool wide) {
+  if (length > String::longest) throw std::length_error("a string of more units than it can count");
   const std::size_t bytes = wide ? length * sizeof(char16_t) : length;
-  auto* string = ::new (::operator new(sizeof(String) + bytes)) String;
-  string->length = static_cast<std::uint32_t>(length);
-  string->wide = wide;
-  return string;
+  return ::new (::operator new(sizeof(String) + bytes))
+      String(static_cast<std::uint32_t>(length), wide);
 }
 
 std::uint8_t* narrowStorage(String* string) { return reinterpret_cast<std::uint8_t*>(string + 1); }

@@ -133,22 +133,22 @@ BOOL hasPrefix(String* self, SEL, id prefix) {
   return matchesAt(self, 0, wanted);
 }
 
-// One word tells most strings apart, without a guess for the processor to get wrong.
-std::uint32_t lastFour(const std::uint8_t* end) {
+std::uint32_t lastFour(const String* narrow) {
   std::uint32_t units;
-  std::memcpy(&units, end - sizeof units, sizeof units);
+  std::memcpy(&units, narrow->narrowUnits() + narrow->length - sizeof units, sizeof units);
   return units;
+}
+
+// One word tells most strings apart, without a guess for the processor to get wrong.
+bool lastFourDiffer(const String* string, const String* wanted) {
+  return !string->wide && !wanted->wide && wanted->length >= 4 &&
+         lastFour(string) != lastFour(wanted);
 }
 
 BOOL hasSuffix(String* self, SEL, id suffix) {
   const String* wanted = argument(suffix, "hasSuffix:");
-  const std::size_t length = wanted->length;
-  if (length == 0 || length > self->length) return false;
-  if (self->wide || wanted->wide) return matchesAt(self, self->length - length, wanted);
-  const std::uint8_t* const end = self->narrowUnits() + self->length;
-  const std::uint8_t* const wantedEnd = wanted->narrowUnits() + length;
-  if (length >= 4 && lastFour(end) != lastFour(wantedEnd)) return false;
-  return std::memcmp(end - length, wantedEnd - length, length) == 0;
+  if (wanted->length == 0 || wanted->length > self->length) return false;
+  return !lastFourDiffer(self, wanted) && matchesAt(self, self->length - wanted->length, wanted);
 }
 
 NSRange rangeOfString(String* self, SEL, id other) {
