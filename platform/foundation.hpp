@@ -95,7 +95,7 @@ class Each {
 
   NSUInteger fetch() {
     return send<NSUInteger>(array_, selector<"countByEnumeratingWithState:objects:count:">(),
-                            &state_, &buffer_[0], batch);
+                            &state_, buffer_, batch);
   }
 
   NSArray* array_;

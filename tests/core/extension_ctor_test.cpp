@@ -102,13 +102,6 @@ TEST_F(StartUpTest, GetsByWithoutAnyOfTheClasses) {
   }
 }
 
-TEST_F(StartUpTest, HearsNothingThatWasPostedBefore) {
-  phone().notifications.post("org.mernwick.hushlane.manualdndenabled");
-  start();
-  phone().notifications.runMainLoop();
-  EXPECT_EQ(object("manualDNDEnabledTime"), nullptr);
-}
-
 TEST_F(StartUpTest, TwoManualNotificationsLeaveOneDate) {
   start();
   const auto dates = [] { return simulator::liveObjectsByClass()["NSDate"]; };
