@@ -83,12 +83,6 @@ TEST_F(StoredOverrideTest, GivesNothingWhereNoOverrideIsStored) {
     storeList({noOverride});
     EXPECT_EQ(interval(), "nothing");
   }
-  phone().bulletinBoard.setSchedule(DailyPeriod{22h, 7h});
-  for (const Fault fault : {Fault::initWithContentsOfFile, Fault::effectiveIntervals}) {
-    failAt(fault, 1);
-    EXPECT_EQ(interval(), "nothing") << static_cast<int>(fault);
-    EXPECT_EQ(interval(), "22:00-07:00");
-  }
 }
 
 // The platform's exception reaches the caller; what the library held on the way is released, as

@@ -131,15 +131,6 @@ TEST_F(WeekdaySuppressionTest, WritesThreeLinesForEachQuestion) {
   }
 }
 
-TEST_F(WeekdaySuppressionTest, LeavesThePlatformsAnswerWithoutACalendar) {
-  phone().bulletinBoard.setSchedule(DailyPeriod{22h, 7h});
-  suppress(127);
-  start();
-  EXPECT_FALSE(activeAt(sunday + 23h));
-  simulator::failAt(simulator::Fault::currentCalendar, 1);
-  EXPECT_TRUE(activeAt(sunday + 23h));
-}
-
 using ActiveQuestion = std::tuple<id, std::string, id>;
 std::vector<ActiveQuestion> questions;
 std::function<void()> meanwhile;

@@ -63,28 +63,6 @@ TEST_F(SenderDirectoryTest, PublishesTheMembersOnceAllOfThemAreRead) {
   }
 }
 
-// Each failure leaves the group empty and the rest of the load in force; only a book that can't
-// be opened is worth a line.
-TEST_F(SenderDirectoryTest, LeavesTheGroupEmptyWhenTheBookFails) {
-  chooseGroup({{0, "Anna", {"1"}, {"a@b"}}});
-  set("schedulerWeekday_5", false);
-  start();
-  const Texts opening = {"HL: unable to get addressbook for caching privileged message senders!"};
-  for (const Fault fault :
-       {Fault::ABAddressBookCreateWithOptions, Fault::ABAddressBookRequestAccessWithCompletion,
-        Fault::ABAddressBookGetGroupWithRecordID, Fault::ABGroupCopyArrayOfAllMembers,
-        Fault::dispatch_semaphore_create}) {
-    SCOPED_TRACE(static_cast<int>(fault));
-    simulator::failAt(fault, 1);
-    reload();
-    expectNobody();
-    EXPECT_EQ(log(), fault == Fault::ABAddressBookCreateWithOptions ? opening : Texts{});
-    EXPECT_EQ(texts("daysForSuppressingScheduler"), Texts{"5"});
-    reload();
-    EXPECT_EQ(texts("privilegedMessageSenderPhones"), Texts{"1"});
-  }
-}
-
 TEST_F(SenderDirectoryTest, GetsByWithoutAMembersValues) {
   chooseGroup({{0, "Anna", {"1", "2"}, {"a@b"}}, {0, "Ben", {"3"}, {"c@d"}}});
   start();
@@ -129,13 +107,6 @@ TEST_F(SenderDirectoryTest, ListsTheGroupsInThePlatformsOrder) {
   simulator::failAt(Fault::ABRecordCopyCompositeName, 1);
   EXPECT_EQ(groups(), (Texts{"1 ", "2 Family"}));
   log();
-  for (const Fault fault :
-       {Fault::ABAddressBookCreateWithOptions, Fault::ABAddressBookRequestAccessWithCompletion,
-        Fault::ABAddressBookCopyArrayOfAllGroups, Fault::dispatch_semaphore_create}) {
-    simulator::failAt(fault, 1);
-    EXPECT_EQ(groups(), Texts{}) << static_cast<int>(fault);
-  }
-  EXPECT_EQ(log(), Texts{});
 }
 
 }  // namespace
