@@ -218,28 +218,5 @@ TEST_F(RecordingServerTest, IsAskedBeforeAnyValueIsRead) {
   meanwhile = nullptr;
 }
 
-TEST_F(GateTest, AsksNothingThatTheServerDoesNotAnswer) {
-  phone().setFoundationVersion(1400.0);
-  for (const std::int64_t allowed : {-300, -400}) {
-    startWithGroup(allowed);
-    for (const char* method : {withFeed, inContacts, inFavourites}) {
-      simulator::removeMethod("BBServer", method);
-    }
-    dnd(true);
-    EXPECT_FALSE(message("+15552223333"));
-  }
-}
-
-// Before the first complete load nothing is chosen and no collection exists.
-TEST_F(GateTest, LetsNobodyThroughBeforeAnySettingsAreRead) {
-  phone().preferences.clear(simulator::settingsDomain);
-  start();
-  dnd(true);
-  EXPECT_FALSE(message("+15551234567"));
-  value<std::int64_t>("allowedMessageGroup") = group_;
-  EXPECT_FALSE(message("+15551234567"));
-  EXPECT_FALSE(message("anna@example.org"));
-}
-
 }  // namespace
 }  // namespace tests

@@ -44,14 +44,6 @@ TEST_F(DoNotDisturbTest, RecordsAChangeAfterTheGatewayHasHandledIt) {
   phone().bulletinBoard.whenGatewayLearns = nullptr;
 }
 
-TEST_F(DoNotDisturbTest, DoesNotAskForTheStateAtStartUp) {
-  dnd(true);
-  start();
-  EXPECT_FALSE(boolean("isDNDActive"));
-  reload();
-  EXPECT_FALSE(boolean("isDNDActive"));
-}
-
 // The allocated object, the selector, the override type, the mode and the intervals.
 using Initialization = std::tuple<id, std::string, std::int64_t, std::int64_t, id>;
 std::vector<Initialization> initializations;

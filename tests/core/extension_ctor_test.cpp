@@ -72,36 +72,6 @@ TEST_F(StartUpTest, IsLoggedOnceAndLeavesTheRestAsLoaded) {
   EXPECT_EQ(stamped->sinceReferenceDate, simulator::Clock::sinceReferenceDate(phone().clock.now()));
 }
 
-// Whatever class the host lacks, the other entries are installed and start-up goes on.
-TEST_F(StartUpTest, GetsByWithoutAnyOfTheClasses) {
-  const struct {
-    const char* missing;
-    bool tracksDnd, gates, suppresses;
-  } rows[] = {{"BBServer", true, false, true},
-              {"BBSettingsGateway", false, true, true},
-              {"BBBehaviorOverride", true, true, false}};
-  set("allowedMessageGroup", std::int64_t{-100});
-  set("schedulerWeekday_7", false);
-  phone().bulletinBoard.setSchedule(
-      simulator::DailyPeriod{std::chrono::hours(19), std::chrono::hours(23)});
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.missing);
-    end();
-    simulator::hideClass(row.missing);
-    const Texts calls = tracedStart();
-    EXPECT_EQ(only(calls, {"objc_getClass BB"}).size(), 3u);
-    EXPECT_EQ(only(calls, {"MSHookMessageEx"}).size(), 6u);
-    EXPECT_EQ(startLog, (Texts{"HL: starting..."}));
-    EXPECT_EQ(phone().notifications.observers().size(), 3u);
-    EXPECT_NE(object("ctorTime"), nullptr);
-    phone().bulletinBoard.reportOverrideTypes(1, 0);
-    EXPECT_EQ(boolean("isDNDActive"), row.tracksDnd);
-    value<bool>("isDNDActive") = true;
-    EXPECT_EQ(message("anybody"), row.gates);
-    EXPECT_EQ(phone().bulletinBoard.scheduleActiveAt(phone().clock.now()), !row.suppresses);
-  }
-}
-
 TEST_F(StartUpTest, TwoManualNotificationsLeaveOneDate) {
   start();
   const auto dates = [] { return simulator::liveObjectsByClass()["NSDate"]; };

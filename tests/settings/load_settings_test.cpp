@@ -102,34 +102,6 @@ TEST_F(LoadSettingsTest, PublishesTheWeekdaysOnceAllOfThemAreRead) {
   EXPECT_EQ(texts("daysForSuppressingScheduler"), (Texts{"3", "5"}));
 }
 
-// Neither a list nor a dictionary nor data has a reading: it counts as absent.
-TEST_F(LoadSettingsTest, TakesAValueWithoutAReadingForAbsent) {
-  const auto list = simulator::own(simulator::makeArray());
-  const auto dictionary = simulator::own(simulator::makeDictionary());
-  const auto data = simulator::own(simulator::makeData({'1'}));
-  const auto date = simulator::own(simulator::makeDate(1));
-  for (const id value : {id{list.get()}, id{dictionary.get()}, id{data.get()}, id{date.get()}}) {
-    for (const char* key :
-         {"allowedMessageGroup", "maxNumOfDigitsToCompare", "schedulerWeekday_1"}) {
-      setObject(key, value);
-    }
-    restart();
-    EXPECT_EQ(integer("allowedMessageGroup"), nobody);
-    EXPECT_EQ(integer("maxNumOfDigitsToCompare"), 7);
-    EXPECT_EQ(texts("daysForSuppressingScheduler"), Texts{});
-  }
-}
-
-TEST_F(LoadSettingsTest, GivesTheDefaultsForAbsentKeys) {
-  set("schedulerWeekday_2", false);
-  start();
-  EXPECT_EQ(startLog, Texts{"HL: starting..."});
-  EXPECT_EQ(integer("allowedMessageGroup"), nobody);
-  EXPECT_EQ(integer("maxNumOfDigitsToCompare"), 7);
-  EXPECT_EQ(texts("privilegedMessageSenderPhones"), Texts{});
-  EXPECT_EQ(texts("daysForSuppressingScheduler"), Texts{"2"});
-}
-
 // A domain that gives no keys leaves everything as it was; so do values that can't be copied.
 TEST_F(LoadSettingsTest, KeepsTheLastSettingsWhenTheDomainCannotBeRead) {
   const std::string header = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
