@@ -6,12 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -30,6 +31,20 @@ void writeFile(const fs::path& file, const std::string& text) {
   std::ofstream(file, std::ios::binary) << text;
 }
 
+std::vector<std::string> linesOf(const std::string& text) {
+  std::istringstream stream(text);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+using Pairs = std::initializer_list<std::pair<const char*, const char*>>;
+
+// Of a phone in the folder of the test.
+const fs::path settings = "phone/var/mobile/Library/Preferences/org.mernwick.hushlane.plist";
+const fs::path overrides = "phone/var/mobile/Library/BulletinBoard/BehaviorOverrides.plist";
+const fs::path addressBook = "phone/var/mobile/Library/AddressBook/AddressBook.sqlitedb";
+
 struct Result {
   int status;
   std::string output;
@@ -41,98 +56,105 @@ class HomeScreen : public testing::Test {
   HomeScreen() {
     std::string pattern = (fs::temp_directory_path() / "home-screen-test-XXXXXX").string();
     folder = mkdtemp(pattern.data());
-    fs::create_directories(scratch());
+    fs::create_directory_symlink(HUSHLANE_SOURCE_DIR "/examples", folder / "examples");
+    fs::create_directories(folder / "scratch");  // where the program makes its scratch phones
   }
   ~HomeScreen() override { fs::remove_all(folder); }
 
-  // Where the program makes its scratch phones.
-  fs::path scratch() const { return folder / "scratch"; }
-  fs::path device() const { return folder / "phone"; }
-  fs::path deviceFile(const std::string& name) const {
-    return device() / "var/mobile/Library" / name;
+  // A shell command, in a folder with the examples in it.
+  Result runInShell(const std::string& command, const std::string& input = "") const {
+    writeFile(folder / "input", input);
+    const std::string line = fmt::format(
+        "cd '{}' && export TMPDIR=\"$PWD/scratch\" PATH='{}':\"$PATH\" && "
+        "( {} ) < input > output 2> complaints",
+        folder.string(), fs::path(HUSHLANE_SIM).parent_path().string(), command);
+    const int status = std::system(line.c_str());
+    EXPECT_TRUE(WIFEXITED(status)) << command;
+    EXPECT_TRUE(fs::is_empty(folder / "scratch")) << "left behind by: " << command;
+    return {WEXITSTATUS(status), contents(folder / "output"), contents(folder / "complaints")};
   }
 
   Result run(const std::string& arguments, const std::string& input = "") const {
-    writeFile(folder / "input", input);
-    const std::string command =
-        fmt::format("cd '{0}' && TMPDIR='{1}' '{2}' < input > output 2> complaints {3}",
-                    folder.string(), scratch().string(), HUSHLANE_SIM, arguments);
-    const int status = std::system(command.c_str());
-    EXPECT_TRUE(WIFEXITED(status)) << command;
-    EXPECT_TRUE(fs::is_empty(scratch())) << "left behind by: " << command;
-    return {WEXITSTATUS(status), contents(folder / "output"), contents(folder / "complaints")};
+    return runInShell("hushlane-sim " + arguments, input);
   }
 
   // The outputs of all commands, each line of them on a line.
   std::string play(const std::string& scenario, const std::string& options = "") const {
     const Result result = run("play - --json " + options, scenario);
     EXPECT_EQ(result.status, 0) << result.complaints;
-    std::istringstream lines(result.output);
     std::string outputs;
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : linesOf(result.output)) {
       const auto outcome = nlohmann::json::parse(line);
-      for (const auto& output : outcome["output"]) {
-        outputs += output.get<std::string>() + "\n";
-      }
+      for (const auto& output : outcome["output"]) outputs += output.get<std::string>() + "\n";
     }
     return outputs;
+  }
+
+  // A phone of which Saturday is left out of the schedule.
+  void chooseMode(int mode) const {
+    writeFile(folder / settings, fmt::format("<plist version=\"1.0\"><dict>"
+                                             "<key>allowedMessageGroup</key><integer>{}</integer>"
+                                             "<key>schedulerWeekday_7</key><false/></dict></plist>",
+                                             mode));
   }
 
   fs::path folder;
 };
 
-struct Wrong {
-  const char* scenario;
-  const char* complaint;  // how the complaint begins
-};
+TEST_F(HomeScreen, RunsTheLinesOfAShellAndNamesThePlaceOfEachWrongOne) {
+  std::string scenario = "foundation-version 1300\n\ncontact A\ncontact C\ncontact C\ndnd on\n";
+  int place = 7;
+  std::vector<std::string> complaints;  // how each of them begins
+  for (const auto& [line, complaint] : Pairs{
+           {"mesage +1", "unknown command \"mesage\"; expected one of foundation-version, "},
+           {"message a b", "too many words"},
+           {"set key", "too few words; expected set KEY VALUE"},
+           {"message \"+1", "the quoted text has no end"},
+           {"message \"+1\"2", "text directly behind a closing double quote"},
+           {"message a\"b\"", "a double quote inside a word"},
+           {"message \"\\x\"", "unknown escape \"\\x\""},
+           {"clock 2026-02-30 10:00", "\"2026-02-30 10:00\" is not a local time"},
+           {"clock 2026-11-21 24:00", "\"2026-11-21 24:00\" is not a local time"},
+           {"advance 30m2h", "\"30m2h\" is not a duration"},
+           {"set key nan", "\"nan\" is no integer"},
+           {"gateway -1", "\"-1\" is not an unsigned integer"},
+           {"notification 2147483648 a", "\"2147483648\" is not a 32-bit integer"},
+           {"contact B phone", "no phone behind it"},
+           {"contact B fax 1", "\"fax\" is not one of the choices"},
+           {"group G A B", "no person is called \"B\""},
+           {"group G C", "2 people are called \"C\""},
+           {"foundation-version 1300", "\"foundation-version\" after"},
+           {"schedule 22:00-24:00", "\"22:00-24:00\" is not a period"},
+           {"schedule 22:00-22:00", "\"22:00-22:00\" is not a period"},
+           {"suppressed 1.5", "\"1.5\" is not an integer"},
+           {"time-zone Mars/North", "\"Mars/North\" is no time zone"},
+           {"time-zone Etc/UTC", "\"time-zone\" after"},
+           {"\x1b[31m", "unknown command \"\\x1b[31m\""},
+       }) {
+    scenario += line + std::string("\n");
+    complaints.push_back(fmt::format("standard input:{}: {}", ++place, complaint));
+  }
+  complaints.push_back(fmt::format(
+      "standard input:{}: expected \"presented\", but \"message +1\" (line {}) gave \"held back\"",
+      place + 2, place + 1));
+  const Result shell =
+      run("shell", "help dnd\n" + scenario + "message +1\nexpect presented\nquit\nmessage +2\n");
+  EXPECT_EQ(shell.status, 2);
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "  dnd on|off", shell.output);
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "held back\n", shell.output);
+  EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "+2", shell.output) << "read on after the end";
+  const auto told = linesOf(shell.complaints);
+  ASSERT_EQ(told.size(), complaints.size()) << shell.complaints;
+  for (std::size_t i = 0; i < told.size(); ++i) {
+    EXPECT_EQ(told[i].substr(0, complaints[i].size()), complaints[i]);
+  }
 
-// Names the first lines of a wrong scenario's complaint in the test's own output.
-void PrintTo(const Wrong& wrong, std::ostream* stream) { *stream << wrong.scenario; }
-
-class WrongScenario : public HomeScreen, public testing::WithParamInterface<Wrong> {};
-
-TEST_P(WrongScenario, IsRefusedWholeWithItsPlace) {
-  const Result result = run("play -", GetParam().scenario);
-  EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.output, "");
-  EXPECT_EQ(result.complaints.rfind(std::string("standard input:") + GetParam().complaint, 0), 0U)
-      << result.complaints;
+  // A player refuses them all because of the first.
+  const Result player = run("play -", "\n" + scenario);
+  EXPECT_EQ(player.status, 2);
+  EXPECT_EQ(player.output, "");
+  EXPECT_EQ(player.complaints, told[0] + "\n");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Lines, WrongScenario,
-    testing::Values(
-        Wrong{"dnd on\n\nmesage +1\n",
-              "3: unknown command \"mesage\"; expected one of foundation-version, "},
-        Wrong{"message a b\n", "1: too many words"},
-        Wrong{"state\nset key\n", "2: too few words; expected set KEY VALUE"},
-        Wrong{"message \"+1\n", "1: the quoted text has no end"},
-        Wrong{"message \"+1\"2\n", "1: text directly behind a closing double quote"},
-        Wrong{"message a\"b\"\n", "1: a double quote inside a word"},
-        Wrong{"message \"\\x\"\n", "1: unknown escape \"\\x\""},
-        Wrong{"dnd perhaps\n", "1: \"perhaps\" is not one of the choices; expected dnd on|off"},
-        Wrong{"clock 2026-02-30 10:00\n", "1: \"2026-02-30 10:00\" is not a local time"},
-        Wrong{"clock 2026-11-21 24:00\n", "1: \"2026-11-21 24:00\" is not a local time"},
-        Wrong{"advance 2x\n", "1: \"2x\" is not a duration"},
-        Wrong{"advance 30m2h\n", "1: \"30m2h\" is not a duration"},
-        Wrong{"set key word\n", "1: \"word\" is no integer"},
-        Wrong{"set key nan\n", "1: \"nan\" is no integer"},
-        Wrong{"gateway -1\n", "1: \"-1\" is not an unsigned integer"},
-        Wrong{"notification 2147483648 a\n", "1: \"2147483648\" is not a 32-bit integer"},
-        Wrong{"contact A phone\n", "1: no phone behind it"},
-        Wrong{"contact A fax 1\n", "1: \"fax\" is not one of the choices"},
-        Wrong{"contact A\ngroup G A B\n", "2: no person is called \"B\""},
-        Wrong{"contact A\ncontact A\ngroup G A\n", "3: 2 people are called \"A\""},
-        Wrong{"dnd on\nfoundation-version 1300\n", "2: \"foundation-version\" after"},
-        Wrong{"schedule 22:00\n", "1: \"22:00\" is not a period of the day"},
-        Wrong{"schedule 22:00-24:00\n", "1: \"22:00-24:00\" is not a period"},
-        Wrong{"schedule 22:00-22:00\n", "1: \"22:00-22:00\" is not a period"},
-        Wrong{"active noon\n", "1: \"noon\" is not a local time; expected active YYYY"},
-        Wrong{"suppressed 1.5\n", "1: \"1.5\" is not an integer"},
-        Wrong{"time-zone Mars/North\n", "1: \"Mars/North\" is no time zone"},
-        Wrong{"dnd on\ntime-zone Etc/UTC\n", "2: \"time-zone\" after"},
-        Wrong{"message \x1b[31m \x1b\n", "1: too many words"},
-        Wrong{"\x1b[31m\n", "1: unknown command \"\\x1b[31m\""}));
 
 TEST_F(HomeScreen, UnderstandsEveryFormOfWord) {
   EXPECT_EQ(play("  contact \"A \\\"B\\\" \\\\ C\"   phone +1#comment \"with\n"
@@ -144,40 +166,32 @@ TEST_F(HomeScreen, UnderstandsEveryFormOfWord) {
             "1\n1\n1 G\npresented\npresented\n");
 }
 
-struct Setting {
-  const char* value;
-  const char* mode;  // as the library reads it
-};
-
-TEST_F(HomeScreen, WritesPreferencesOfEveryKind) {
-  for (const Setting& setting :
-       {Setting{"-400", "-400"}, Setting{"2.9", "2"}, Setting{"true", "1"}, Setting{"false", "0"},
-        Setting{"\"  12th\"", "12"}, Setting{"\"true\"", "0"}}) {
-    const std::string lines = play(
-        fmt::format("set allowedMessageGroup {}\npost reloadsettings\nstate\n", setting.value));
-    EXPECT_EQ(lines.substr(0, lines.find('\n')), std::string("allowedMessageGroup=") + setting.mode)
-        << setting.value;
+TEST_F(HomeScreen, WritesPreferencesOfEveryKindAndTracesWhatTheyDo) {
+  std::string scenario = "dnd on\nset schedulerWeekday_2 false\n";
+  for (const auto& [change, mode] : Pairs{
+           {"set allowedMessageGroup 2.9", "2"},
+           {"set allowedMessageGroup true", "1"},
+           {"set allowedMessageGroup \"true\"", "0"},
+           {"set allowedMessageGroup -100", "-100"},
+           {"unset allowedMessageGroup", "-200"},
+       }) {
+    scenario += fmt::format(
+        "{}\npost reloadsettings\nmessage\n"
+        "expect-log \"HL: DnD active:y, privilegedGroupID={}\"\n",
+        change, mode);
   }
-  EXPECT_EQ(
-      play("set allowedMessageGroup -100\nset schedulerWeekday_2 false\n"
-           "unset allowedMessageGroup\npost reloadsettings\nclear\npost reloadsettings\nstate")
-          .substr(0, 24),
-      "allowedMessageGroup=-200");
+  const Result result = run("play - --trace", scenario);
+  EXPECT_EQ(result.status, 0) << result.complaints;
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "      | HL: playing notifications from everyone...\n",
+                      result.output);
 }
 
 TEST_F(HomeScreen, ShowsAllExportedValues) {
   EXPECT_EQ(play("clock \"2026-11-21 23:00\"\n"
-                 "contact A phone +1-2 email a@b\n"
-                 "group G A\n"
-                 "set allowedMessageGroup 1\n"
-                 "set schedulerWeekday_7 false\n"
-                 "set schedulerWeekday_1 0\n"
-                 "post reloadsettings\n"
-                 "debug on\n"
-                 "dnd on\n"
-                 "advance 1d2h30m5s\n"
-                 "post manualdndenabled\n"
-                 "state\n"),
+                 "contact A phone +1-2 email a@b\ngroup G A\n"
+                 "set allowedMessageGroup 1\nset schedulerWeekday_7 false\n"
+                 "set schedulerWeekday_1 0\npost reloadsettings\n"
+                 "debug on\ndnd on\nadvance 1d2h30m5s\npost manualdndenabled\nstate\n"),
             "1\n1\n"
             "allowedMessageGroup=1\n"
             "maxNumOfDigitsToCompare=7\n"
@@ -221,7 +235,7 @@ TEST_F(HomeScreen, FollowsTheScheduleThroughTheWeek) {
 
 TEST_F(HomeScreen, TellsOfAnExceptionWhileReadingTheStoredSchedule) {
   writeFile(
-      deviceFile("BulletinBoard/BehaviorOverrides.plist"),
+      folder / overrides,
       "<plist version=\"1.0\"><dict><key>overrides</key><array><data>AAAA</data></array></dict>"
       "</plist>");
   EXPECT_EQ(play("interval\nmessage +1\n", "--device phone").rfind("raised NSInvalid", 0), 0U);
@@ -230,45 +244,67 @@ TEST_F(HomeScreen, TellsOfAnExceptionWhileReadingTheStoredSchedule) {
   EXPECT_EQ(run("calendar --device phone").complaints.substr(0, left.size()), left);
 }
 
-struct ClockChange {
-  const char* night;
-  std::vector<std::string> lines;
-};
-
 TEST_F(HomeScreen, DrawsTheNightsInWhichTheClocksChange) {
-  const std::string phone = (fs::path(HUSHLANE_SOURCE_DIR) / "examples/phone").string();
-  for (const ClockChange& change : {
-           ClockChange{
-               "2026-10-24 12:00",
-               {"####| 10h00m of 25h00m\n", "Sun 2026-10-25 03:00  clocks  back to 02:00\n"}},
-           ClockChange{"2026-03-28 12:00",
-                       {"Sun 29 Mar |####  ########..............................####| "
-                        "8h00m of 23h00m\n",
-                        "Sun 2026-03-29 02:00  clocks  forward to 03:00\n",
-                        "Sun 2026-03-29 07:00  off     the schedule ends\n"}},
+  for (const auto& [day, lines] : Pairs{
+           {"2026-10-24", "####| 10h00m of 25h00m\n"},
+           {"2026-10-24", "Sun 2026-10-25 03:00  clocks  back to 02:00\n"},
+           {"2026-03-28",
+            "Sun 29 Mar |####  ########..............................####| 8h00m of 23h00m\n"},
+           {"2026-03-28",
+            "Sun 2026-03-29 02:00  clocks  forward to 03:00\n"
+            "Sun 2026-03-29 07:00  off     the schedule ends\n"},
        }) {
-    const Result result =
-        run(fmt::format("calendar --device '{}' --time-zone Europe/Berlin --next 2 --at '{}'",
-                        phone, change.night));
-    EXPECT_EQ(result.status, 0) << result.complaints;
-    for (const std::string& line : change.lines) {
-      EXPECT_NE(result.output.find(line), std::string::npos) << line << result.output;
-    }
+    const Result result = run(fmt::format(
+        "calendar --device examples/phone --time-zone Europe/Berlin --next 2 --at '{} 12:00'",
+        day));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, lines, result.output);
   }
 }
 
-TEST_F(HomeScreen, ExplainsAsOneObjectAndLeavesThePhoneAsItWas) {
-  fs::copy(fs::path(HUSHLANE_SOURCE_DIR) / "examples/phone", device(), fs::copy_options::recursive);
-  const fs::path settings = deviceFile("Preferences/org.mernwick.hushlane.plist");
-  const std::string before = contents(settings);
+struct Told {
+  int mode;
+  const char* question;
+  const char* condition;
+};
+
+TEST_F(HomeScreen, ExplainsEachConditionByItsSource) {
+  fs::copy(folder / "examples/phone", folder / "phone", fs::copy_options::recursive);
+  for (const Told& told : std::initializer_list<Told>{
+           {1, "'x): 1' --dnd", "Tail compared        x): 1          the whole sender;"},
+           {1, "'(0100142)' --dnd", "Tail compared        100142)        last 7;"},
+           {1, "'' --dnd", "Tail compared        (empty)        the whole sender;"},
+           {1, "mara@quill.example --dnd",
+            "A member's address   yes            Mara Quill, mara@quill.example\n"},
+           {2, "+15550100163 --dnd",
+            "A member's number    15550100163    Dr. Ines Falk, +15550100163\n"},
+           {2, "mara@quill.example --dnd", "A member's address   no\n"},
+           {-400, "MARA@quill.example --dnd",
+            "In the contacts      yes            Mara Quill, mara@quill.example\n"},
+           {-300, "+15550100163 --dnd", "Dr. Ines Falk, +15550100163\n"},
+           {-300, "+15550100142 --dnd", "no\n\n  held back\n"},
+           {77, "1 --dnd", "Let through          group 77       allowedMessageGroup is 77\n"},
+           {0, "1 --dnd", "Let through          nobody (mode 0)\n"},
+           {1, "1 --at '2026-11-21 23:00'",
+            "Phone's own answer   present it     schedule 22:00-07:00, but not on Saturdays\n"},
+           {1, "1 --at '2026-11-22 12:00'",
+            "Phone's own answer   present it     outside the schedule 22:00-07:00, a Sunday\n"},
+           {1, "1 --at '2026-11-21 23:00' --dnd", "Do Not Disturb       on             by hand\n"},
+           {1, "1 --at '2026-11-22 23:00' --dnd",
+            "Do Not Disturb       on             by hand, and by the schedule 22:00-07:00, a "
+            "Sunday\n"},
+       }) {
+    chooseMode(told.mode);
+    const Result result = run(fmt::format("explain --device phone {}", told.question));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, told.condition, result.output);
+  }
+}
+
+TEST_F(HomeScreen, GivesAnExplanationAsOneObject) {
   const Result result =
-      run("explain +15550100163 --json --device phone --at '2026-11-22 01:00:30'");
-  EXPECT_EQ(contents(settings), before);
-  EXPECT_EQ(result.status, 0) << result.complaints;
+      run("explain +15550100163 --json --device examples/phone --at '2026-11-22 01:00:30'");
   const auto explanation = nlohmann::json::parse(result.output);
   EXPECT_EQ(explanation["at"], "2026-11-22 01:00:30");
   EXPECT_EQ(explanation["answer"], "held back");
-  EXPECT_EQ(explanation["chain"][4]["condition"], "Tail compared");
   EXPECT_EQ(explanation["chain"][4]["value"], "0100163");
   EXPECT_EQ(explanation["changes"].size(), 5U);
   EXPECT_EQ(explanation["changes"][4],
@@ -276,7 +312,7 @@ TEST_F(HomeScreen, ExplainsAsOneObjectAndLeavesThePhoneAsItWas) {
                                       "meaning": "no schedule on Sundays"})"));
 }
 
-// What the program shows on a terminal while this is typed.
+// What the program shows on a terminal on which this is typed.
 std::string typed(const std::string& keys) {
   int terminal = -1;
   const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
@@ -286,26 +322,11 @@ std::string typed(const std::string& keys) {
     execl(HUSHLANE_SIM, HUSHLANE_SIM, "shell", nullptr);
     _exit(127);
   }
+  EXPECT_EQ(write(terminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
   std::string shown;
-  char part[4096];
-  const auto readUntilPrompt = [&] {
-    constexpr std::string_view prompt = "hushlane> ";
-    const std::size_t start = shown.size();
-    for (ssize_t got = 1; got > 0 && shown.find(prompt, start) == std::string::npos;) {
-      got = read(terminal, part, sizeof part);
-      if (got > 0) shown.append(part, static_cast<std::size_t>(got));
-    }
-  };
-  readUntilPrompt();
-  std::istringstream lines(keys);
-  for (std::string line; std::getline(lines, line);) {
-    line += '\n';
-    EXPECT_EQ(write(terminal, line.data(), line.size()), static_cast<ssize_t>(line.size()));
-    readUntilPrompt();
-  }
+  for (char unit = 0; read(terminal, &unit, 1) == 1;) shown += unit;
   close(terminal);
-  int status = 0;
-  waitpid(child, &status, 0);
+  waitpid(child, nullptr, 0);
   return shown;
 }
 
@@ -314,29 +335,10 @@ TEST_F(HomeScreen, CompletesAndRemembersAtAPrompt) {
   const std::string shown = typed(
       "set allowedM\t-100\npost rel\t\nplatform-answer n\t\ngateway 1\n"
       "mess\t+1\n\x1b[A\nstate\nquit\n");
-  std::size_t presented = 0;
-  for (std::size_t at = 0; (at = shown.find("presented", at)) != std::string::npos; ++at) {
-    ++presented;
-  }
-  EXPECT_EQ(presented, 2U) << shown;
-  EXPECT_NE(shown.find("allowedMessageGroup=-100\r\n"), std::string::npos) << shown;
-  EXPECT_EQ(shown.find("unknown command"), std::string::npos) << shown;
-  EXPECT_EQ(shown.find("\x1b[32m"), std::string::npos) << "colour in spite of NO_COLOR";
-}
-
-TEST_F(HomeScreen, RunsTheLinesOfAShellAsTheyComeAndReadsOnAfterAWrongOne) {
-  const Result result = run("shell",
-                            "foundation-version 1300\nhelp dnd\ndnd perhaps\ndnd on\nmessage +1\n"
-                            "expect presented\nquit\nmessage +2\n");
-  EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.complaints,
-            "standard input:3: \"perhaps\" is not one of the choices; expected dnd on|off\n"
-            "standard input:6: expected \"presented\", but \"message +1\" (line 5) gave "
-            "\"held back\"\n");
-  EXPECT_NE(result.output.find("dnd on|off"), std::string::npos);
-  EXPECT_NE(result.output.find("held back\n"), std::string::npos);
-  EXPECT_EQ(result.output.find("+2"), std::string::npos) << "read on after the end";
-  EXPECT_EQ(result.output.find("hushlane>"), std::string::npos) << "a prompt without a terminal";
+  EXPECT_NE(shown.find("presented"), shown.rfind("presented")) << "only once in " << shown;
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "allowedMessageGroup=-100\r\n", shown);
+  EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "unknown command", shown);
+  EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "\x1b[32m", shown) << "colour in spite of NO_COLOR";
 }
 
 TEST_F(HomeScreen, ReportsOneObjectForEachCommandWithTheStartFirst) {
@@ -369,56 +371,20 @@ TEST_F(HomeScreen, TellsEveryFailedExpectationAndPlaysOn) {
             "\"held back\"\n"
             "standard input:7: expected \"HL:\\tx\" in the log, but \"message +1\" (line 4) "
             "logged nothing\n");
-  EXPECT_NE(result.output.find("as expected"), std::string::npos);
-  EXPECT_EQ(result.output.find('\x1b'), std::string::npos) << "colour without a terminal";
-}
-
-TEST_F(HomeScreen, KeepsDebugLoggingOnOnlyWhenTraced) {
-  const std::string scenario =
-      "set allowedMessageGroup -100\npost reloadsettings\ndnd on\nmessage +1\n";
-  EXPECT_EQ(run("play -", scenario).output.find("HL:"), std::string::npos);
-  EXPECT_NE(
-      run("play - --trace", scenario).output.find("| HL: playing notifications from everyone"),
-      std::string::npos);
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "   as expected\n", result.output);
+  EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "\x1b", result.output) << "not on a terminal";
 }
 
 TEST_F(HomeScreen, PlaysOnACopyOfThePhone) {
-  const fs::path preferences = deviceFile("Preferences/org.mernwick.hushlane.plist");
-  const std::string before =
-      "<plist version=\"1.0\"><dict><key>allowedMessageGroup</key><integer>-100</integer></dict>"
-      "</plist>";
-  writeFile(preferences, before);
-  fs::permissions(preferences, fs::perms::owner_read);
-  writeFile(device() / "private/unrelated", "");
-
+  chooseMode(-100);
+  const std::string before = contents(folder / settings);
+  fs::permissions(folder / settings, fs::perms::owner_read);
   EXPECT_EQ(play("dnd on\nmessage +1\nset allowedMessageGroup -200\npost reloadsettings\n"
                  "message +1\ncontact A\n",
                  "--device phone"),
             "presented\nheld back\n1\n");
-  EXPECT_EQ(contents(preferences), before);
-  EXPECT_FALSE(fs::exists(deviceFile("AddressBook")));
-}
-
-struct Unreadable {
-  const char* file;  // beneath the phone's library folder
-  const char* content;
-};
-
-TEST_F(HomeScreen, NamesTheUsersOwnFileThatCanNotBeRead) {
-  for (const Unreadable& unreadable :
-       {Unreadable{"Preferences/org.mernwick.hushlane.plist", "<plist><dict>"},
-        Unreadable{"Preferences/org.mernwick.hushlane.plist",
-                   "<plist version=\"1.0\"><array/></plist>"},
-        Unreadable{"BulletinBoard/BehaviorOverrides.plist", "bplist00"},
-        Unreadable{"AddressBook/AddressBook.sqlitedb", "no database at all"}}) {
-    fs::remove_all(device());
-    writeFile(deviceFile(unreadable.file), unreadable.content);
-    const Result result = run("play - --device phone", "message +1");
-    EXPECT_EQ(result.status, 3) << unreadable.file;
-    EXPECT_EQ(result.output, "");
-    const std::string expected = std::string("phone/var/mobile/Library/") + unreadable.file + ": ";
-    EXPECT_EQ(result.complaints.substr(0, expected.size()), expected);
-  }
+  EXPECT_EQ(contents(folder / settings), before);
+  EXPECT_FALSE(fs::exists(folder / addressBook));
 }
 
 struct Misuse {
@@ -428,43 +394,120 @@ struct Misuse {
 };
 
 TEST_F(HomeScreen, TellsWrongUsageFromAnUnreadablePhone) {
-  for (const Misuse& misuse : {
-           Misuse{"", 2, "subcommand is required"},
-           Misuse{"play", 2, "SCENARIO is required"},
-           Misuse{"play - --loud", 2, "--loud"},
-           Misuse{"play nowhere.scenario", 2, "nowhere.scenario: No such file or directory"},
-           Misuse{"play scratch", 2, "scratch: is a directory"},
-           Misuse{"play - --library nowhere.so", 2, "nowhere.so"},
-           Misuse{"explain", 2, "SENDER is required"},
-           Misuse{"explain +1 --at noon", 2, "--at: noon is no local time"},
-           Misuse{"who --time-zone Mars/North", 2, "Mars/North is no time zone"},
-           Misuse{"calendar --next 0", 2, "--next"},
-           Misuse{"calendar --device nowhere", 3, "nowhere: does not exist"},
-           Misuse{"demo > /dev/full", 2, "standard output: No space left on device"},
-           Misuse{"play - --device nowhere", 3, "nowhere: does not exist"},
-           Misuse{"play - --device input", 3, "input: is no directory"},
+  for (const Misuse& misuse : std::initializer_list<Misuse>{
+           {"", 2, "subcommand is required"},
+           {"play", 2, "SCENARIO is required"},
+           {"play nowhere.scenario", 2, "nowhere.scenario: No such file or directory"},
+           {"play scratch", 2, "scratch: is a directory"},
+           {"play - --library nowhere.so", 2, "nowhere.so"},
+           {"explain", 2, "SENDER is required"},
+           {"explain +1 --at noon", 2, "--at: noon is no local time"},
+           {"who --time-zone Mars/North", 2, "Mars/North is no time zone"},
+           {"calendar --next 0", 2, "--next"},
+           {"demo > /dev/full", 2, "standard output: No space left on device"},
+           {"play - --device nowhere", 3, "nowhere: does not exist"},
+           {"play - --device input", 3, "input: is no directory"},
        }) {
     const Result result = run(misuse.arguments);
     EXPECT_EQ(result.status, misuse.status) << misuse.arguments;
-    EXPECT_NE(result.complaints.find(misuse.complaint), std::string::npos) << result.complaints;
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, misuse.complaint, result.complaints);
   }
+}
+
+TEST_F(HomeScreen, NamesTheUsersOwnFileThatCanNotBeRead) {
+  for (const auto& [file, content] : std::initializer_list<std::pair<fs::path, const char*>>{
+           {settings, "<plist><dict>"},
+           {settings, "<plist version=\"1.0\"><array/></plist>"},
+           {overrides, "bplist00"},
+           {addressBook, "no database at all"},
+       }) {
+    fs::remove_all(folder / "phone");
+    writeFile(folder / file, content);
+    const Result result = run("play - --device phone", "message +1");
+    EXPECT_EQ(result.status, 3) << file;
+    EXPECT_EQ(result.output, "");
+    const std::string named = file.string() + ": ";
+    EXPECT_EQ(result.complaints.substr(0, named.size()), named);
+  }
+}
+
+// ---- The documents for users -------------------------------------------------------------------
+
+const fs::path sources = HUSHLANE_SOURCE_DIR;
+
+TEST_F(HomeScreen, PrintsWhatTheReadmeShows) {
+  std::vector<std::pair<std::string, std::string>> examples;  // a command and its output
+  bool inside = false;
+  for (const std::string& line : linesOf(contents(sources / "README.md"))) {
+    if (line.starts_with("```")) {
+      inside = line == "```console";
+    } else if (inside && line.starts_with("$ ")) {
+      examples.emplace_back(line.substr(2), "");
+    } else if (inside) {
+      examples.back().second += line + "\n";
+    }
+  }
+  EXPECT_GE(examples.size(), 6U);
+  for (const auto& [command, output] : examples) {
+    const Result result = runInShell(command);
+    EXPECT_EQ(result.status, 0) << "$ " << command;
+    EXPECT_EQ(result.output + result.complaints, output) << "$ " << command;
+    const auto lines = linesOf(output);
+    EXPECT_LE(lines.size(), 40U) << "$ " << command;
+    for (const std::string& line : lines) EXPECT_LE(line.size(), 80U) << line;
+  }
+}
+
+TEST_F(HomeScreen, HelpsWithTheCommandsThatTheReadmeNames) {
+  const std::string readme = contents(sources / "README.md");
+  int commands = 0;
+  for (const std::string& line : linesOf(run("play --help").output)) {
+    EXPECT_LE(line.size(), 80U) << line;
+    if (!line.starts_with("  ") || std::islower(line[2]) == 0) continue;
+    const std::string usage = line.substr(2, line.find_last_not_of(' ', 40) - 1);
+    const std::string cell = std::regex_replace(usage, std::regex("\\|"), "\\|");
+    EXPECT_NE(readme.find("\n| `" + cell + "` |"), std::string::npos) << usage;
+    ++commands;
+  }
+  EXPECT_GT(commands, 20);
+}
+
+TEST_F(HomeScreen, ComparesAsTheDocumentSaysCaseByCase) {
+  const std::regex ofSenders(R"(\| `([^`]+)` \| `([^`]+)` \| (-?\d+) \| (yes|no) \|.*)");
+  const std::regex ofWeekdays(
+      R"(\| `([^`]+)` \| (?:none|`([^`]+)`) \| `([^`]+)` \| (on|off) \|.*)");
+  int rows = 0;
+  for (const std::string& row : linesOf(contents(sources / "docs/what-is-compared.md"))) {
+    if (!row.starts_with("| `")) continue;
+    ++rows;
+    std::smatch cells;
+    std::string scenario;
+    if (std::regex_match(row, cells, ofSenders)) {
+      const std::string sender = cells[2] == "(absent)"  ? ""
+                                 : cells[2] == "(empty)" ? "\"\""
+                                                         : "\"" + cells[2].str() + "\"";
+      scenario = fmt::format(
+          "contact A {} \"{}\"\ngroup G A\nset allowedMessageGroup 1\n"
+          "set maxNumOfDigitsToCompare {}\npost reloadsettings\ndnd on\nmessage {}\nexpect {}\n",
+          cells[1].str().find('@') == std::string::npos ? "phone" : "email", cells[1].str(),
+          cells[3].str(), sender, cells[4] == "yes" ? "presented" : "\"held back\"");
+    } else if (std::regex_match(row, cells, ofWeekdays)) {
+      if (cells[2].matched) scenario = fmt::format("set {} false\n", cells[2].str());
+      scenario +=
+          fmt::format("post reloadsettings\nschedule {}\nactive {}\nexpect {}\n", cells[1].str(),
+                      cells[3].str(), cells[4] == "on" ? "active" : "\"not active\"");
+    }
+    EXPECT_FALSE(scenario.empty()) << row;
+    const Result result = run("play -", scenario);
+    EXPECT_EQ(result.status, 0) << row << "\n" << result.complaints;
+  }
+  EXPECT_GT(rows, 30);
 }
 
 TEST_F(HomeScreen, PlaysEveryExampleAsItExpects) {
-  int played = 0;
-  for (const auto& entry : fs::directory_iterator(fs::path(HUSHLANE_SOURCE_DIR) / "examples")) {
-    if (entry.path().extension() != ".scenario") continue;
-    const Result result = run(fmt::format("play '{}'", entry.path().string()));
-    EXPECT_EQ(result.status, 0) << result.complaints;
-    ++played;
-  }
-  EXPECT_GT(played, 0);
-}
-
-TEST_F(HomeScreen, ShowsTheEveningInOneScreen) {
-  const Result result = run("demo");  // what it shows stands in the README, and is tested there
+  const Result result =
+      runInShell("for file in examples/*.scenario; do hushlane-sim play $file || exit; done");
   EXPECT_EQ(result.status, 0) << result.complaints;
-  EXPECT_LE(std::count(result.output.begin(), result.output.end(), '\n'), 40);
 }
 
 }  // namespace
