@@ -171,6 +171,7 @@ TEST_F(HomeScreen, WritesPreferencesOfEveryKindAndTracesWhatTheyDo) {
   for (const auto& [change, mode] : Pairs{
            {"set allowedMessageGroup 2.9", "2"},
            {"set allowedMessageGroup true", "1"},
+           {"set allowedMessageGroup \"  12th\"", "12"},
            {"set allowedMessageGroup \"true\"", "0"},
            {"set allowedMessageGroup -100", "-100"},
            {"unset allowedMessageGroup", "-200"},
@@ -317,6 +318,7 @@ std::string typed(const std::string& keys) {
   int terminal = -1;
   const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
   if (child == 0) {
+    alarm(60);  // should it never quit
     setenv("TERM", "xterm", 1);
     setenv("NO_COLOR", "1", 1);
     execl(HUSHLANE_SIM, HUSHLANE_SIM, "shell", nullptr);
