@@ -111,7 +111,7 @@ void Explainer::addModeConditions(const std::string& sender, const Arrival& arri
   const std::int64_t mode = arrival.gate.mode;
   chain.push_back({"Let through", modeName(mode, directory_), settingSource(modeKey)});
   if (mode == -400 || mode == -300) {
-    chain.push_back({mode == -400 ? "In the contacts" : "On the favourites list",
+    chain.push_back({mode == -400 ? "In the contacts" : "Among the favourites",
                      yesOrNo(arrival.presented),
                      arrival.presented ? nameOf(directory_.contactLike(sender)) : ""});
   }
