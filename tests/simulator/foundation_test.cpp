@@ -1,4 +1,3 @@
-#include <cmath>
 #include <functional>
 #include <limits>
 
@@ -29,11 +28,10 @@ id list(const std::vector<id>& items) {
 
 template <class... Args>
 id format(const char* utf8, Args... args) {
-  using Method = id (*)(id, SEL, id, ...);
   const id type = classNamed("NSString");
   const SEL selector = sel_registerName("stringWithFormat:");
-  const IMP method = class_getMethodImplementation(object_getClass(type), selector);
-  return reinterpret_cast<Method>(method)(type, selector, text(utf8), args...);
+  const IMP method = methodOf(object_getClass(type), selector);
+  return reinterpret_cast<id (*)(id, SEL, id, ...)>(method)(type, selector, text(utf8), args...);
 }
 
 TEST_F(FoundationTest, Utf8SurvivesAndMalformedBytesDoNot) {
@@ -45,34 +43,30 @@ TEST_F(FoundationTest, Utf8SurvivesAndMalformedBytesDoNot) {
       {"\xc0\x80", 2, "\ufffd\ufffd"},            // overlong
       {"\xed\xa0\x80", 3, "\ufffd\ufffd\ufffd"},  // a surrogate
       {"\xe2\x82", 2, "\ufffd\ufffd"},            // cut short
+      {"\xc3(", 2, "\ufffd("},
   };
   for (const auto& [utf8, units, back] : cases) {
     EXPECT_EQ(send<NSUInteger>(text(utf8), "length"), units) << utf8;
-    EXPECT_EQ(send<const char*>(text(utf8), "UTF8String"), back);
-    const id made = send(classNamed("NSString"), "stringWithUTF8String:", utf8.c_str());
-    EXPECT_EQ(made != nullptr, utf8 == back) << "malformed bytes give no string: " << utf8;
+    EXPECT_EQ(toUtf8(text(utf8)), back);
+    const auto made = own(send(text(""), "initWithUTF8String:", utf8.c_str()));
+    EXPECT_EQ(bool(made), utf8 == back) << "malformed bytes give no string: " << utf8;
   }
   const char16_t lone[] = {u'a', 0xD800, u'b', 0xDC00};
   EXPECT_EQ(toUtf8(own(makeString(lone, 4)).get()), "a\ufffdb\ufffd");
 }
 
-TEST_F(FoundationTest, PrefixesSuffixesAndPlaces) {
-  const struct {
-    const char *string, *part;
-    bool prefix, suffix;
-    NSUInteger place;
-  } cases[] = {
-      {"4567", "1234567", false, false, NSNotFound},
-      {"4567", "", false, false, NSNotFound},
-      {"a@b@", "@", false, true, 1},
-      {"abcab", "ab", true, true, 0},
-      {"\u20ac12", "12", false, true, 1},  // two widths
-      {"12\u20ac", "12", true, false, 0},
-      {"\u20acab\u20ad", "ab\u20ad", false, true, 1},
-      {"caf\u00e9", "cafe\u0301", false, false, NSNotFound},  // unit for unit
+TEST_F(FoundationTest, SuffixesAndPlaces) {
+  const std::tuple<const char*, const char*, bool, NSUInteger> cases[] = {
+      {"4567", "1234567", false, NSNotFound},
+      {"4567", "", false, NSNotFound},
+      {"a@b@", "@", true, 1},
+      {"abcab", "ab", true, 0},
+      {"\u20ac12", "12", true, 1},  // two widths
+      {"\u20ac12", "32", false, NSNotFound},
+      {"\u20acab\u20ad", "ab\u20ad", true, 1},
+      {"\u20acac\u20ad", "ab\u20ad", false, NSNotFound},
   };
-  for (const auto& [string, part, prefix, suffix, place] : cases) {
-    EXPECT_EQ(send<BOOL>(text(string), "hasPrefix:", text(part)), prefix) << string << part;
+  for (const auto& [string, part, suffix, place] : cases) {
     EXPECT_EQ(send<BOOL>(text(string), "hasSuffix:", text(part)), suffix) << string << part;
     EXPECT_EQ(send<NSRange>(text(string), "rangeOfString:", text(part)).location, place);
   }
@@ -80,10 +74,7 @@ TEST_F(FoundationTest, PrefixesSuffixesAndPlaces) {
 
 TEST_F(FoundationTest, EqualObjectsHaveEqualHashes) {
   const std::int64_t large = (std::int64_t{1} << 53) + 1;  // no double holds it
-  const struct {
-    id left, right;
-    bool equal;
-  } cases[] = {
+  const std::tuple<id, id, bool> cases[] = {
       {number(1), objc_autorelease(makeBoolean(true)), true},
       {number(0), real(-0.0), true},
       {number(1), real(1.5), false},
@@ -101,11 +92,10 @@ TEST_F(FoundationTest, EqualObjectsHaveEqualHashes) {
       {objc_autorelease(makeUid(1)), number(1), false},
   };
   for (const auto& [left, right, equal] : cases) {
-    const std::string both = describe(left) + " and " + describe(right);
-    EXPECT_EQ(send<BOOL>(left, "isEqual:", right), equal) << both;
-    EXPECT_EQ(send<BOOL>(list({text("x"), right}), "containsObject:", left), equal) << both;
-    EXPECT_TRUE(!equal || send<NSUInteger>(left, "hash") == send<NSUInteger>(right, "hash"))
-        << both;
+    SCOPED_TRACE(describe(left) + " and " + describe(right));
+    EXPECT_EQ(send<BOOL>(left, "isEqual:", right), equal);
+    EXPECT_EQ(send<BOOL>(list({text("x"), right}), "containsObject:", left), equal);
+    EXPECT_TRUE(!equal || send<NSUInteger>(left, "hash") == send<NSUInteger>(right, "hash"));
   }
 }
 
@@ -115,53 +105,43 @@ TEST_F(FoundationTest, AnswersMoreThanTheLibraryAsks) {
   const id pieces =
       send(text("a-b\u00e9\u20acc"), "componentsSeparatedByCharactersInSet:", accents);
   EXPECT_EQ(toUtf8(send(pieces, "componentsJoinedByString:", text("|"))), "a|b||c");
-  const id array = list({text("a"), text("b")});
-  send<void>(array, "addObjectsFromArray:", array);
-  NSFastEnumerationState walk{};
-  id none[1];
-  ASSERT_EQ(send<NSUInteger>(array, "countByEnumeratingWithState:objects:count:", &walk, none, 1ul),
-            4u);
-  EXPECT_EQ(toUtf8(walk.itemsPtr[3]), "b");
-  const unsigned long before = *walk.mutationsPtr;
-  send<void>(array, "removeAllObjects");
-  EXPECT_NE(*walk.mutationsPtr, before);
   savePropertyList(phone().root / "a.plist", own(makeDictionary()).get(), PropertyListForm::xml);
-  EXPECT_TRUE(own(send(send(classNamed("NSDictionary"), "alloc"),
-                       "initWithContentsOfFile:", text("/var/../../a.plist"))));
+  const id empty = send(classNamed("NSDictionary"), "alloc");
+  EXPECT_TRUE(own(send(empty, "initWithContentsOfFile:", text("/var/../../a.plist"))));
 }
 
+// Each exception is known by how its text begins.
 TEST_F(FoundationTest, BadArgumentsRaise) {
   const id string = text("abc");
   const id array = list({string});
   const id dictionary = objc_autorelease(makeMutableDictionary());
-  const id calendar = send(classNamed("NSCalendar"), "currentCalendar");
-  const std::string range = "NSRangeException";
-  const std::string argument = "NSInvalidArgumentException";
+  const std::string range = "NSRangeException: ";
+  const std::string argument = "NSInvalidArgumentException: ";
   const std::pair<std::string, std::function<void()>> cases[] = {
       {range, [&] { send(string, "substringFromIndex:", 4ul); }},
       {"nothing", [&] { send(string, "substringFromIndex:", 3ul); }},
-      {range, [&] { send<char16_t>(string, "characterAtIndex:", 3ul); }},
       {argument, [&] { send<BOOL>(string, "hasSuffix:", id{}); }},
       {argument, [&] { send<NSRange>(string, "rangeOfString:", id{}); }},
       {range, [&] { send(array, "objectAtIndex:", 1ul); }},
-      {range, [&] { send(list({}), "objectAtIndex:", 0ul); }},
       {argument, [&] { send<void>(array, "addObject:", id{}); }},
-      {argument, [&] { send<void>(own(makeArray()).get(), "addObject:", string); }},
       {argument, [&] { send<void>(dictionary, "setObject:forKey:", id{}, string); }},
       {argument, [&] { send<void>(dictionary, "setObject:forKey:", string, id{}); }},
-      {argument, [&] { send(calendar, "components:fromDate:", 512ul, id{}); }},
-      {argument, [&] { send(classNamed("NSString"), "stringWithUTF8String:", nullptr); }},
+      {argument, [&] { send(string, "initWithUTF8String:", nullptr); }},
       {argument, [&] { format("%q", 1); }},
       {argument, [&] { format("100%"); }},
+      {argument + "-[NSArray addObject:]: unrecognized selector sent to instance",
+       [&] { send<void>(own(makeArray()).get(), "addObject:", string); }},
+      {argument + "+[NSArray count]: unrecognized selector sent to class",
+       [] { send<void>(classNamed("NSArray"), "count"); }},
   };
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
+  for (const auto& [expected, mistake] : cases) {
     std::string raised = "nothing";
     try {
-      cases[i].second();
+      mistake();
     } catch (const PlatformException& exception) {
-      raised = exception.name();
+      raised = exception.what();
     }
-    EXPECT_EQ(raised, cases[i].first) << "case " << i;
+    EXPECT_TRUE(raised.starts_with(expected)) << "case " << &expected - &cases[0].first;
   }
 }
 
@@ -179,6 +159,9 @@ TEST_F(FoundationTest, FormatsAndDescribes) {
        "{\n    a = 0.1;\n    b = (\n        1,\n        \"a@b \\\"c\\\"\",\n        \"\"\n    "
        ");\n}"},
       {objc_autorelease(makeDate(-0.5)), "2000-12-31 23:59:59 +0000"},
+      {objc_autorelease(makeDate(1e300)), "30520-11-12 16:00:00 +0000"},
+      {objc_autorelease(makeDate(std::numeric_limits<double>::quiet_NaN())),
+       "2001-01-01 00:00:00 +0000"},
       {objc_autorelease(makeData({1, 2, 3, 4, 0xff})), "<01020304 ff>"},
       {classNamed("NSDate"), "NSDate"},
   };
@@ -187,25 +170,13 @@ TEST_F(FoundationTest, FormatsAndDescribes) {
   }
 }
 
-TEST_F(FoundationTest, EveryMomentHasAWeekday) {
-  const id calendar = send(classNamed("NSCalendar"), "currentCalendar");
-  for (const double extreme : {1e300, -1e300, std::nan("")}) {
-    const id date = send(classNamed("NSDate"), "dateWithTimeIntervalSinceReferenceDate:", extreme);
-    const id components = send(calendar, "components:fromDate:", 512ul, date);
-    const auto weekday = send<NSInteger>(components, "weekday");
-    EXPECT_TRUE(weekday >= 1 && weekday <= 7) << extreme;
-  }
-}
-
-std::string delivered;
-
-void noteDelivery(CFNotificationCenterRef, void*, CFStringRef name, const void*, CFDictionaryRef) {
-  delivered += toUtf8(name);
-}
-
 TEST_F(FoundationTest, NotificationsComeInTheOrderInWhichTheyWerePosted) {
+  static std::string delivered;
   delivered.clear();
-  for (const char* name : {"c", "a", "b"}) phone().notifications.add({name, &noteDelivery, 0});
+  const CFNotificationCallback note = [](auto, auto, CFStringRef name, auto, auto) {
+    delivered += toUtf8(name);
+  };
+  for (const char* name : {"c", "a", "b"}) phone().notifications.add({name, note, 0});
   for (const char* name : {"b", "c", "nobody's", "a"}) phone().notifications.post(name);
   EXPECT_EQ(delivered, "");
   phone().notifications.runMainLoop();
@@ -213,22 +184,14 @@ TEST_F(FoundationTest, NotificationsComeInTheOrderInWhichTheyWerePosted) {
 }
 
 TEST_F(FoundationTest, LocalTimesAroundClockChanges) {
+  using namespace std::chrono_literals;
+  constexpr date::year_month_day spring = date::year(2026) / 3 / 29;
+  constexpr date::year_month_day autumn = date::year(2026) / 10 / 25;
   phone().clock.setTimeZone("Europe/Berlin");
-  const auto at = [](int month, int day, int hour, int minute) {
-    return (date::sys_days(date::year(2026) / month / day) + std::chrono::hours(hour) +
-            std::chrono::minutes(minute))
-        .time_since_epoch();
-  };
-  // The local time that is set, in minutes, and the moment that is meant, in UTC.
-  const std::pair<std::chrono::minutes, std::chrono::minutes> cases[] = {
-      {at(3, 29, 1, 59), at(3, 29, 0, 59)},
-      {at(3, 29, 2, 30), at(3, 29, 1, 0)},     // skipped: the moment of the change
-      {at(10, 25, 2, 30), at(10, 25, 0, 30)},  // twice: the first time
-      {at(10, 25, 3, 0), at(10, 25, 2, 0)},
-  };
-  for (const auto& [local, utc] : cases) {
-    EXPECT_EQ(phone().clock.instant(date::local_seconds(local)), date::sys_seconds(utc));
-  }
+  // 02:30 is skipped, and stands for the moment of the change; or it comes twice: the first time.
+  EXPECT_EQ(phone().clock.instant(date::local_days(spring) + 150min), date::sys_days(spring) + 1h);
+  EXPECT_EQ(phone().clock.instant(date::local_days(autumn) + 150min),
+            date::sys_days(autumn) + 30min);
 }
 
 }  // namespace
