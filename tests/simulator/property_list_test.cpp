@@ -145,7 +145,7 @@ TEST_F(PropertyList, refusesWhatIsNoneAndSaysWhy) {
       {nested(513, "<array>", "</array>"), levels},
       {nested(513, "<dict><key>k</key>", "</dict>"), levels},
       {nested(600, "<array><!-- </array> -->", "</array>"), levels},
-      {nested(600, "<array><string><![CDATA[</array>]]></string>", "</array>"), levels},
+      {nested(600, "<array><string><![CDATA[></array>]]></string>", "</array>"), levels},
       {nested(100'000, "<array >", ""), levels},
       {bytesOf("<plist><array></dict></plist>"), "not well-formed XML of a property list"},
       {bytesOf("<plist><array><!-- </array></plist>"), "truncated"},
