@@ -132,7 +132,7 @@ TEST_F(PropertyList, refusesWhatIsNoneAndSaysWhy) {
       {binaryOf({arrayOf({0})}), "an object that contains itself"},
       {binaryOf({{0xd1, 0, 1, 0, 1}, {0x09}}), "a key that is no string"},
       {binaryOf({{0xd1, 0, 1, 0, 1}, {0x62, 0, 'k', 0, 0}}), "a key with a null character"},
-      {binaryOf({{0x4f, 0x13, 0x7f, 255, 255, 255, 255, 255, 255, 255}}), "truncated"},
+      {binaryOf({{0xaf, 0x13, 255, 255, 255, 255, 255, 255, 255, 255}}), "truncated"},
       {binaryOf({{0x6f, 0x10, 2, 0, 'a'}}), "truncated"},
       {binaryOf({{0x5f, 0x09}}), "a length that is no integer"},
       {binaryOf({arrayOf(std::vector<std::size_t>(1200, 1)), longText}),
