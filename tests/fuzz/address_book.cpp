@@ -10,11 +10,6 @@ namespace {
 
 using namespace simulator;
 
-struct Phone {
-  fuzz::ScratchFolder folder;
-  Device device{folder.path()};
-};
-
 template <class T>
 Owned<Object> owned(T* copied) {
   return own(header(copied));
@@ -63,22 +58,19 @@ bool reads(const std::string& file, Read read) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static Phone phone;
-  const AddressBookStore& book = phone.device.addressBook;
-  static const std::string file = [&] {
-    std::filesystem::create_directories(book.database().parent_path());
-    return book.database().string();
-  }();
+  static const Device device(fuzz::scratchFolder());
+  const AddressBookStore& book = device.addressBook;
+  const std::string file = book.database();
+  std::filesystem::create_directories(book.database().parent_path());
   std::ofstream(file, std::ios::binary)
       .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-
-  const fuzz::NothingLeft nothingLeft;
-  const AutoreleasePool pool;
-  if (reads(file, [&] { book.check(); })) {
-    fuzz::require(reads(file, [&] { book.people(), book.groups(); }),
-                  "a book that was found in order can be read");
-  }
-  reads(file, [&] { book.contains("5551234567"); });
-  readThroughFramework();
+  fuzz::leavingNothing([&] {
+    if (reads(file, [&] { book.check(); })) {
+      fuzz::require(reads(file, [&] { book.people(), book.groups(); }),
+                    "a book that was found in order can be read");
+    }
+    reads(file, [&] { book.contains("5551234567"); });
+    readThroughFramework();
+  });
   return 0;
 }

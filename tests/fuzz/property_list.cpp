@@ -58,9 +58,9 @@ void readAndWriteArchive(fuzz::Bytes bytes) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const fuzz::NothingLeft nothingLeft;
-  const AutoreleasePool pool;
-  readAndWriteList({data, size});
-  readAndWriteArchive({data, size});
+  fuzz::leavingNothing([=] {
+    readAndWriteList({data, size});
+    readAndWriteArchive({data, size});
+  });
   return 0;
 }

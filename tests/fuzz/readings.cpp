@@ -1,6 +1,7 @@
 // The settings' integer and boolean readings of any value, through a preferences file and a reload,
 // against the C library's own. The first byte chooses the kind of value.
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstring>
@@ -30,9 +31,7 @@ T valueOf(fuzz::Bytes bytes) {
 template <class T>
 std::int32_t clamped(T value) {
   using Limits = std::numeric_limits<std::int32_t>;
-  if (value >= static_cast<T>(Limits::max())) return Limits::max();
-  if (value <= static_cast<T>(Limits::min())) return Limits::min();
-  return static_cast<std::int32_t>(value);
+  return static_cast<std::int32_t>(std::clamp(value, T{Limits::min()}, T{Limits::max()}));
 }
 
 Readings expectedOfText(const std::string& text) {
@@ -44,17 +43,15 @@ Readings expectedOfText(const std::string& text) {
   return {integer, *rest != '\0' && std::strchr("YyTt123456789", *rest) != nullptr};
 }
 
-Readings expectedOfReal(double real) {
-  return {std::isnan(real) ? 0 : clamped(std::trunc(real)), real != 0};
-}
-
 // What the settings are to read; nothing for a value that has no reading.
 std::optional<Readings> expected(const Object* value) {
   const id object = const_cast<Object*>(value);
   if (as<String>(object, "NSString") != nullptr) return expectedOfText(toUtf8(object));
   const auto* const number = as<Number>(object, "NSNumber");
   if (number == nullptr) return std::nullopt;
-  if (number->kind == Number::Kind::real) return expectedOfReal(number->real);
+  if (number->kind == Number::Kind::real) {
+    return Readings{std::isnan(number->real) ? 0 : clamped(number->real), number->real != 0};
+  }
   return Readings{static_cast<std::int32_t>(number->integer), number->integer != 0};
 }
 

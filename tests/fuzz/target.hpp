@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <span>
-#include <stdexcept>
 #include <string>
 
 #include "simulator/device.hpp"
@@ -30,51 +29,35 @@ inline void require(bool holds, const std::string& promise) {
   std::abort();
 }
 
-// Holds that every object made in its scope is gone at the end of it.
-class NothingLeft {
- public:
-  NothingLeft() = default;
-  NothingLeft(const NothingLeft&) = delete;
-  NothingLeft& operator=(const NothingLeft&) = delete;
-  ~NothingLeft() { require(simulator::liveObjectCount() == before_, "no object stays alive"); }
-
- private:
-  const std::int64_t before_ = simulator::liveObjectCount();
-};
-
-// A folder that goes when the process ends as it should.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "fuzz-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
-    path_ = pattern;
+// Holds that every object that `body` makes is gone at the end.
+template <class Body>
+void leavingNothing(Body body) {
+  const std::int64_t before = simulator::liveObjectCount();
+  {
+    const simulator::AutoreleasePool pool;
+    body();
   }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-  ~ScratchFolder() { std::filesystem::remove_all(path_); }
+  require(simulator::liveObjectCount() == before, "no object stays alive");
+}
 
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
+// A folder that goes when the process ends as it should. To be asked for once.
+inline const std::string& scratchFolder() {
+  static std::string folder = (std::filesystem::temp_directory_path() / "fuzz-XXXXXX").string();
+  require(mkdtemp(folder.data()) != nullptr, "a temporary folder can be made");
+  std::atexit([] { std::filesystem::remove_all(folder); });
+  return folder;
+}
 
 // A phone with the library in it, until the process ends: what the library keeps for ever is no
 // leak while it is mapped.
-class PhoneWithLibrary {
- public:
+struct PhoneWithLibrary {
   static PhoneWithLibrary& the() {
-    static const ScratchFolder folder;
-    static auto& phone = *new PhoneWithLibrary(folder.path());
+    static auto& phone = *new PhoneWithLibrary;
     return phone;
   }
 
-  simulator::Device device;
+  simulator::Device device{scratchFolder()};
   simulator::LoadedLibrary library{HUSHLANE_LIBRARY};
-
- private:
-  explicit PhoneWithLibrary(const std::filesystem::path& root) : device(root) {}
 };
 
 }  // namespace fuzz

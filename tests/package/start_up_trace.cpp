@@ -1,4 +1,4 @@
-// Prints what a library calls while it is loaded: start_up_trace PHONE LIBRARY
+// Prints what a library calls while it is loaded: start-up-trace --library LIBRARY PHONE
 #include <cstdio>
 
 #include "simulator/call_trace.hpp"
@@ -6,7 +6,7 @@
 #include "simulator/loader.hpp"
 
 int main(int, char** arguments) {
-  simulator::Device device(arguments[1]);
+  simulator::Device device(arguments[3]);
   simulator::startTrace();
   const simulator::LoadedLibrary library(arguments[2]);
   for (const std::string& call : simulator::stopTrace()) std::puts(call.c_str());

@@ -8,6 +8,8 @@ namespace {
 using simulator::Fault;
 using simulator::isLiveObject;
 
+const char* const stamp = "manualDNDEnabledTime";
+
 class RacesTest : public PhoneTest {
  protected:
   // How many readers are just about to retain a value: the word behind its exported pointer.
@@ -16,9 +18,6 @@ class RacesTest : public PhoneTest {
     phone().post("org.mernwick.hushlane.manualdndenabled");
     return object(stamp);
   }
-
- private:
-  static constexpr const char* stamp = "manualDNDEnabledTime";
 };
 
 TEST_F(RacesTest, CountsEveryReaderOutAgain) {
