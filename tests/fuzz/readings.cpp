@@ -9,7 +9,6 @@
 #include <optional>
 
 #include "simulator/foundation/objects.hpp"
-#include "simulator/foundation/property_list.hpp"
 #include "tests/fuzz/target.hpp"
 
 namespace {
@@ -43,35 +42,32 @@ Readings expectedOfText(const std::string& text) {
   return {integer, *rest != '\0' && std::strchr("YyTt123456789", *rest) != nullptr};
 }
 
-// What the settings are to read; nothing for a value that has no reading.
-std::optional<Readings> expected(const Object* value) {
-  const id object = const_cast<Object*>(value);
-  if (as<String>(object, "NSString") != nullptr) return expectedOfText(toUtf8(object));
-  const auto* const number = as<Number>(object, "NSNumber");
-  if (number == nullptr) return std::nullopt;
-  if (number->kind == Number::Kind::real) {
-    return Readings{std::isnan(number->real) ? 0 : clamped(number->real), number->real != 0};
-  }
-  return Readings{static_cast<std::int32_t>(number->integer), number->integer != 0};
-}
+// A value and what the settings are to read; nothing when it has no reading.
+struct Case {
+  Owned<Object> value;
+  std::optional<Readings> expected;
+};
 
-Owned<Object> madeOf(fuzz::Bytes bytes) {
-  const std::uint8_t kind = bytes[0];
-  const fuzz::Bytes rest = bytes.subspan(1);
-  const std::string text(rest.begin(), rest.end());
+Case caseOf(std::uint8_t kind, fuzz::Bytes rest) {
+  const auto integer = valueOf<std::int64_t>(rest);
+  const auto real = valueOf<double>(rest);
+  const bool odd = rest.size() % 2 != 0;
+  // A list holds no text with a null character.
+  const std::string text(rest.begin(), std::find(rest.begin(), rest.end(), 0));
   switch (kind) {
     case 'i':
-      return own<Object>(makeInteger(valueOf<std::int64_t>(rest)));
+      return {own<Object>(makeInteger(integer)),
+              {{static_cast<std::int32_t>(integer), integer != 0}}};
     case 'r':
-      return own<Object>(makeReal(valueOf<double>(rest)));
+      return {own<Object>(makeReal(real)), {{std::isnan(real) ? 0 : clamped(real), real != 0}}};
     case 'b':
-      return own<Object>(makeBoolean(text.size() % 2 != 0));
+      return {own<Object>(makeBoolean(odd)), {{odd, odd}}};
     case 'd':
-      return own<Object>(makeData({rest.begin(), rest.end()}));
+      return {own<Object>(makeData({rest.begin(), rest.end()})), std::nullopt};
     case 'l':
-      return own<Object>(makeArray());
-    default:  // a list holds no text with a null character
-      return own<Object>(makeString(text.substr(0, text.find('\0'))));
+      return {own<Object>(makeArray()), std::nullopt};
+    default:
+      return {own<Object>(makeString(text)), expectedOfText(text)};
   }
 }
 
@@ -81,22 +77,18 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   auto& phone = fuzz::PhoneWithLibrary::the();
   if (size == 0) return 0;
   const AutoreleasePool pool;
-  const auto value = madeOf({data, size});
-  const auto preferences = own(makeDictionary());
+  const auto [value, expected] = caseOf(data[0], {data + 1, size - 1});
   for (const char* key : {"maxNumOfDigitsToCompare", "schedulerWeekday_4"}) {
-    store(preferences.get(), own(makeString(key)).get(), value.get());
+    phone.device.preferences.set(settingsDomain, key, value.get());
   }
-  savePropertyList(phone.device.preferences.file(settingsDomain), preferences.get(),
-                   PropertyListForm::binary);
   phone.device.post("org.mernwick.hushlane.reloadsettings");
   phone.device.log.take();
 
-  const auto readings = expected(value.get());
   const std::int64_t integer = phone.library.value<std::int64_t>("maxNumOfDigitsToCompare");
-  fuzz::require(integer == (readings ? readings->integer : 7), "the integer reading");
+  fuzz::require(integer == (expected ? expected->integer : 7), "the integer reading");
   const auto* const days =
       as<Array>(phone.library.value<id>("daysForSuppressingScheduler"), "NSArray");
-  const bool suppressed = readings && !readings->boolean;
+  const bool suppressed = expected && !expected->boolean;
   fuzz::require(days->items.size() == (suppressed ? 1 : 0), "the boolean reading");
   return 0;
 }
