@@ -10,31 +10,27 @@ namespace {
 
 using namespace simulator;
 
-template <class T>
-Owned<Object> owned(T* copied) {
-  return own(header(copied));
-}
-
 void readValues(ABRecordRef person, ABPropertyID property) {
-  const auto values = owned(ABRecordCopyValue(person, property));
+  const auto values = own(header(ABRecordCopyValue(person, property)));
   auto* const list = static_cast<ABMultiValueRef>(static_cast<id>(values.get()));
   const CFIndex count = ABMultiValueGetCount(list);
-  for (CFIndex i = 0; i < count; ++i) toUtf8(owned(ABMultiValueCopyValueAtIndex(list, i)).get());
-  const auto all = owned(ABMultiValueCopyArrayOfAllValues(list));
+  for (CFIndex i = 0; i < count; ++i)
+    toUtf8(own(header(ABMultiValueCopyValueAtIndex(list, i))).get());
+  const auto all = own(header(ABMultiValueCopyArrayOfAllValues(list)));
   const auto* const texts = as<Array>(all.get(), "NSArray");
   fuzz::require(texts == nullptr || texts->items.size() <= static_cast<std::size_t>(count),
                 "the list of values has no more than there are");
 }
 
 void readThroughFramework() {
-  const auto opened = owned(ABAddressBookCreateWithOptions(nullptr, nullptr));
+  const auto opened = own(header(ABAddressBookCreateWithOptions(nullptr, nullptr)));
   auto* const book = static_cast<ABAddressBookRef>(static_cast<id>(opened.get()));
-  const auto groups = owned(ABAddressBookCopyArrayOfAllGroups(book));
+  const auto groups = own(header(ABAddressBookCopyArrayOfAllGroups(book)));
   if (!groups) return;
   for (const id group : as<Array>(groups.get(), "NSArray")->items) {
     auto* const record = static_cast<ABRecordRef>(group);
-    toUtf8(owned(ABRecordCopyCompositeName(record)).get());
-    const auto members = owned(ABGroupCopyArrayOfAllMembers(record));
+    toUtf8(own(header(ABRecordCopyCompositeName(record))).get());
+    const auto members = own(header(ABGroupCopyArrayOfAllMembers(record)));
     if (!members) continue;
     for (const id member : as<Array>(members.get(), "NSArray")->items) {
       readValues(static_cast<ABRecordRef>(member), kABPersonPhoneProperty);

@@ -52,9 +52,8 @@ TEST_F(RacesTest, KeepsItForEverWhenThereIsNoListToPutItOn) {
   simulator::failAt(Fault::alloc, 2);  // the date is allocated first, then the list
   stampAnew();
   readers() = 0;
-  const id third = stampAnew();
+  stampAnew();
   EXPECT_TRUE(isLiveObject(first));
-  EXPECT_NE(third, first);
   objc_release(first);
 }
 
