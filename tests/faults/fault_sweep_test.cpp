@@ -45,84 +45,77 @@ struct DocumentedEffect {
   std::vector<Fault> operations;
   Texts things;
   Effect effect;
-  const char* text = "";
+  const char* text;
 };
+DocumentedEffect when(const std::vector<Fault>& operations, const Texts& things, Effect effect,
+                      const char* text = "") {
+  return {operations, things, effect, text};
+}
 
 const std::vector<DocumentedEffect>& documentedEffects() {
   using enum Fault;
   using enum Effect;
   static const std::vector<DocumentedEffect> rows = {
       // A load that gets no settings changes none.
-      {{CFPreferencesCopyKeyList, CFPreferencesCopyMultiple},
-       {mode, digits, days, ids, phones, emails},
-       stays},
-      {{CFPreferencesCopyKeyList}, {"log"}, adds, "HL: unable to get preferences"},
-      {{CFPreferencesCopyMultiple}, {"log"}, adds, "HL: preferences dictionary error"},
+      when({CFPreferencesCopyKeyList, CFPreferencesCopyMultiple},
+           {mode, digits, days, ids, phones, emails}, stays),
+      when({CFPreferencesCopyKeyList}, {"log"}, adds, "HL: unable to get preferences"),
+      when({CFPreferencesCopyMultiple}, {"log"}, adds, "HL: preferences dictionary error"),
 
       // A value that is missing, or has no such reading, is as if it had never been set.
-      {{objectForKey, class_respondsToSelector}, {mode}, becomes, "-200"},
-      {{objectForKey, class_respondsToSelector}, {digits}, becomes, "7"},
-      {{objectForKey, class_respondsToSelector}, {ids, phones, emails}, fewer},
-      {{objectForKey, class_respondsToSelector, stringWithFormat, numberWithInt}, {days}, fewer},
+      when({objectForKey, class_respondsToSelector}, {mode}, becomes, "-200"),
+      when({objectForKey, class_respondsToSelector}, {digits}, becomes, "7"),
+      when({objectForKey, class_respondsToSelector}, {ids, phones, emails}, fewer),
+      when({objectForKey, class_respondsToSelector, stringWithFormat, numberWithInt}, {days},
+           fewer),
 
       // What the address book does not give is not in the group; all else is.
-      {{ABAddressBookCreateWithOptions, ABAddressBookRequestAccessWithCompletion,
-        ABAddressBookGetGroupWithRecordID, ABGroupCopyArrayOfAllMembers, dispatch_semaphore_create},
-       {ids, phones, emails},
-       fewer},
-      {{ABAddressBookCreateWithOptions},
-       {"log"},
-       adds,
-       "HL: unable to get addressbook for caching privileged message senders!"},
-      {{ABRecordCopyValue}, {phones, emails}, fewer},
-      {{ABMultiValueGetCount, ABMultiValueCopyValueAtIndex, componentsSeparatedByCharactersInSet,
-        componentsJoinedByString, characterSetWithCharactersInString, invertedSet},
-       {phones},
-       fewer},
-      {{ABMultiValueCopyArrayOfAllValues}, {emails}, fewer},
-      {{numberWithInt}, {ids}, fewer},
+      when({ABAddressBookCreateWithOptions, ABAddressBookRequestAccessWithCompletion,
+            ABAddressBookGetGroupWithRecordID, ABGroupCopyArrayOfAllMembers,
+            dispatch_semaphore_create},
+           {ids, phones, emails}, fewer),
+      when({ABAddressBookCreateWithOptions}, {"log"}, adds,
+           "HL: unable to get addressbook for caching privileged message senders!"),
+      when({ABRecordCopyValue}, {phones, emails}, fewer),
+      when(
+          {ABMultiValueGetCount, ABMultiValueCopyValueAtIndex, componentsSeparatedByCharactersInSet,
+           componentsJoinedByString, characterSetWithCharactersInString, invertedSet},
+          {phones}, fewer),
+      when({ABMultiValueCopyArrayOfAllValues}, {emails}, fewer),
+      when({numberWithInt}, {ids}, fewer),
 
       // A list of groups, or of what is known of each.
-      {{objc_getClass, ABAddressBookCreateWithOptions, ABAddressBookRequestAccessWithCompletion,
-        ABAddressBookCopyArrayOfAllGroups, ABRecordCopyCompositeName, dispatch_semaphore_create,
-        alloc, init, initWithUTF8String, numberWithInt},
-       {"answer"},
-       fewer},
+      when({objc_getClass, ABAddressBookCreateWithOptions, ABAddressBookRequestAccessWithCompletion,
+            ABAddressBookCopyArrayOfAllGroups, ABRecordCopyCompositeName, dispatch_semaphore_create,
+            alloc, init, initWithUTF8String, numberWithInt},
+           {"answer"}, fewer),
 
       // A question that can't be decided: the platform's own answer stands.
-      {{alloc, initWithUTF8String, class_respondsToSelector, substringFromIndex},
-       {"answer"},
-       becomes,
-       "held back"},
-      {{substringFromIndex, currentCalendar, componentsFromDate}, {"answer"}, fewer},
-      {{objc_getClass, currentCalendar, componentsFromDate, numberWithInt},
-       {"answer"},
-       becomes,
-       "active"},
-      {{objc_getClass, alloc, initWithUTF8String, class_respondsToSelector, initWithContentsOfFile,
-        objectForKey, unarchivesNothing, effectiveIntervals},
-       {"answer"},
-       becomes,
-       "nothing"},
-      {{unarchiveObjectWithData},
-       {"answer"},
-       becomes,
-       "raises NSInvalidUnarchiveOperationException"},
+      when({alloc, initWithUTF8String, class_respondsToSelector, substringFromIndex}, {"answer"},
+           becomes, "held back"),
+      when({substringFromIndex, currentCalendar, componentsFromDate}, {"answer"}, fewer),
+      when({objc_getClass, currentCalendar, componentsFromDate, numberWithInt}, {"answer"}, becomes,
+           "active"),
+      when({objc_getClass, alloc, initWithUTF8String, class_respondsToSelector,
+            initWithContentsOfFile, objectForKey, unarchivesNothing, effectiveIntervals},
+           {"answer"}, becomes, "nothing"),
+      when({unarchiveObjectWithData}, {"answer"}, becomes,
+           "raises NSInvalidUnarchiveOperationException"),
 
       // A host that lacks a class or a method is not hooked there.
-      {{objc_getClass, MSHookMessageEx}, {"hooks"}, fewer},
+      when({objc_getClass, MSHookMessageEx}, {"hooks"}, fewer),
 
       // A host that can make no strings, lists, numbers or dates: what would hold them is missing,
       // and a domain that can't be named can't be read.
-      {{objc_getClass, alloc, initWithUTF8String}, {mode, digits}, stays},
-      {{objc_getClass, alloc, init, initWithUTF8String}, {days, ids, phones, emails}, fewer},
-      {{objc_getClass, alloc, initWithUTF8String}, {"observers", "log"}, fewer},
-      {{objc_getClass, alloc, init}, {"ctorTime"}, fewer},
-      {{alloc, init}, {"manualDNDEnabledTime"}, fewer},
-      {{alloc, initWithUTF8String}, {mode}, becomes, "-200"},
-      {{alloc, initWithUTF8String}, {digits}, becomes, "7"},
-      {{alloc, initWithUTF8String}, {"log"}, adds, "HL: unable to get preferences"},
-      {{alloc, initWithUTF8String}, {"log"}, becomes, "HL: DnD state changed to (null)"},
+      when({objc_getClass, alloc, initWithUTF8String}, {mode, digits}, stays),
+      when({objc_getClass, alloc, init, initWithUTF8String}, {days, ids, phones, emails}, fewer),
+      when({objc_getClass, alloc, initWithUTF8String}, {"observers", "log"}, fewer),
+      when({objc_getClass, alloc, init}, {"ctorTime"}, fewer),
+      when({alloc, init}, {"manualDNDEnabledTime"}, fewer),
+      when({alloc, initWithUTF8String}, {mode}, becomes, "-200"),
+      when({alloc, initWithUTF8String}, {digits}, becomes, "7"),
+      when({alloc, initWithUTF8String}, {"log"}, adds, "HL: unable to get preferences"),
+      when({alloc, initWithUTF8String}, {"log"}, becomes, "HL: DnD state changed to (null)"),
   };
   return rows;
 }
