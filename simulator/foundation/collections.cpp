@@ -101,26 +101,8 @@ void addObject(Array* self, SEL, id object) {
   append(self, object);
 }
 
-void addObjectsFromArray(Array* self, SEL, Array* other) {
-  if (other == nullptr) return;
-  const std::vector<id> added = other->items;  // `other` may be this very array
-  for (const id item : added) append(self, item);
-}
-
-void removeAllObjects(Array* self, SEL) {
-  ++self->mutations;
-  const std::vector<id> removed = std::exchange(self->items, {});
-  for (const id item : removed) objc_release(item);
-}
-
-template <class T>
-id autoreleasedInstance(Class self, SEL) {
-  return objc_autorelease(make<T>(self));
-}
-
 void defineArrays() {
   defineClass<Array>("NSArray", "NSObject")
-      .classMethod("array", &autoreleasedInstance<Array>)
       .method(
           "count", +[](Array* self, SEL) -> NSUInteger { return self->items.size(); })
       .method("objectAtIndex:", &objectAtIndex)
@@ -132,10 +114,7 @@ void defineArrays() {
           "hash", +[](Array* self, SEL) -> NSUInteger { return self->items.size(); })
       .method("description", &description);
 
-  defineClass<Array>("NSMutableArray", "NSArray")
-      .method("addObject:", &addObject)
-      .method("addObjectsFromArray:", &addObjectsFromArray)
-      .method("removeAllObjects", &removeAllObjects);
+  defineClass<Array>("NSMutableArray", "NSArray").method("addObject:", &addObject);
 }
 
 // ---- Dictionaries ------------------------------------------------------------------------------
@@ -149,12 +128,6 @@ id objectForKey(Dictionary* self, SEL, id key) {
 void setObject(Dictionary* self, SEL, id value, id key) {
   if (value == nullptr || key == nullptr) raiseNil("-[NSMutableDictionary setObject:forKey:]");
   store(self, key, value);
-}
-
-id allKeys(Dictionary* self, SEL) {
-  auto* keys = makeArray();
-  for (const auto& [key, value] : self->entries) append(keys, key);
-  return objc_autorelease(keys);
 }
 
 BOOL equalDictionaries(Dictionary* self, SEL selector, id other) {
@@ -186,12 +159,10 @@ id initWithContentsOfFile(Dictionary* self, SEL, id path) {
 
 void defineDictionaries() {
   defineClass<Dictionary>("NSDictionary", "NSObject")
-      .classMethod("dictionary", &autoreleasedInstance<Dictionary>)
       .method("initWithContentsOfFile:", &initWithContentsOfFile)
       .method(
           "count", +[](Dictionary* self, SEL) -> NSUInteger { return self->entries.size(); })
       .method("objectForKey:", &objectForKey)
-      .method("allKeys", &allKeys)
       .method("isEqual:", &equalDictionaries)
       .method(
           "hash", +[](Dictionary* self, SEL) -> NSUInteger { return self->entries.size(); })

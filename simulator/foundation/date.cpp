@@ -60,18 +60,12 @@ void defineDates() {
   defineClass<Date>("NSDate", "NSObject")
       .classMethod(
           "date", +[](Class, SEL) { return objc_autorelease(makeDate(deviceNow())); })
-      .classMethod(
-          "dateWithTimeIntervalSinceReferenceDate:",
-          +[](Class, SEL, double seconds) { return objc_autorelease(makeDate(seconds)); })
       .method(
           "init",
           +[](Date* self, SEL) {
             self->sinceReferenceDate = deviceNow();
             return self;
           })
-      .method(
-          "timeIntervalSinceReferenceDate",
-          +[](Date* self, SEL) { return self->sinceReferenceDate; })
       .method("isEqual:", &isEqual)
       .method(
           "hash",

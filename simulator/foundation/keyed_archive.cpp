@@ -312,10 +312,6 @@ id unarchiveObjectWithData(Class, SEL, id data) {
   return objc_autorelease(unarchive(bytes->bytes));
 }
 
-id archivedDataWithRootObject(Class, SEL, id root) {
-  return objc_autorelease(makeData(archive(root, PropertyListForm::binary)));
-}
-
 }  // namespace
 
 void registerArchivable(ArchivableClass type) {
@@ -339,8 +335,6 @@ id unarchive(std::span<const std::uint8_t> bytes) {
 }
 
 void defineKeyedArchive() {
-  defineClass<Object>(archiverName, "NSObject")
-      .classMethod("archivedDataWithRootObject:", &archivedDataWithRootObject);
   defineClass<Object>("NSKeyedUnarchiver", "NSObject")
       .classMethod("unarchiveObjectWithData:", &unarchiveObjectWithData);
 }

@@ -22,26 +22,21 @@ Number* makeIntegerOf(Number::Kind kind, std::int64_t value) {
 }
 
 // Cut toward zero and held to the limits of the type; not a number gives 0.
-template <class Integer>
-Integer held(double value) {
-  using Limits = std::numeric_limits<Integer>;
+int held(double value) {
+  using Limits = std::numeric_limits<int>;
   if (std::isnan(value)) return 0;
-  if (value <= static_cast<double>(Limits::min())) return Limits::min();
-  if (value >= static_cast<double>(Limits::max())) return Limits::max();
-  return static_cast<Integer>(value);
+  if (value <= Limits::min()) return Limits::min();
+  if (value >= Limits::max()) return Limits::max();
+  return static_cast<int>(value);
 }
 
-double doubleValue(Number* self, SEL) {
-  return self->kind == Number::Kind::real ? self->real : static_cast<double>(self->integer);
-}
-
-std::int64_t longLongValue(Number* self, SEL) {
-  return self->kind == Number::Kind::real ? held<std::int64_t>(self->real) : self->integer;
+double valueOf(const Number* number) {
+  return number->kind == Number::Kind::real ? number->real : static_cast<double>(number->integer);
 }
 
 // An integer that does not fit keeps its low 32 bits; a real is held to the limits.
 int intValue(Number* self, SEL) {
-  return self->kind == Number::Kind::real ? held<int>(self->real) : static_cast<int>(self->integer);
+  return self->kind == Number::Kind::real ? held(self->real) : static_cast<int>(self->integer);
 }
 
 BOOL boolValue(Number* self, SEL) {
@@ -101,26 +96,13 @@ Number* makeReal(double value) {
 
 void defineNumber() {
   defineClass<Number>("NSNumber", "NSObject")
-      .classMethod(
-          "numberWithBool:",
-          +[](Class, SEL, BOOL value) { return objc_autorelease(makeBoolean(value)); })
       .classMethod("numberWithInt:", &numberWithInt)
-      .classMethod(
-          "numberWithLongLong:",
-          +[](Class, SEL, long long value) { return objc_autorelease(makeInteger(value)); })
-      .classMethod(
-          "numberWithDouble:",
-          +[](Class, SEL, double value) { return objc_autorelease(makeReal(value)); })
       .method("boolValue", &boolValue)
       .method("intValue", &intValue)
-      .method("longLongValue", &longLongValue)
-      .method("doubleValue", &doubleValue)
       .method("isEqual:", &isEqual)
       .method(
           "hash",
-          +[](Number* self, SEL selector) -> NSUInteger {
-            return std::hash<double>()(doubleValue(self, selector));
-          })
+          +[](Number* self, SEL) -> NSUInteger { return std::hash<double>()(valueOf(self)); })
       .method(
           "description",
           +[](id self, SEL) { return objc_autorelease(makeString(describe(self))); });

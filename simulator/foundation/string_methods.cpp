@@ -13,19 +13,14 @@ namespace simulator {
 namespace {
 
 [[noreturn]] void raiseNil(const char* method) {
-  throw PlatformException("NSInvalidArgumentException",
-                          std::string("-[NSString ") + method + "]: nil argument");
+  throw PlatformException("NSInvalidArgumentException", std::string(method) + ": nil argument");
 }
 
+// The string that a method was handed; raises for anything else.
 const String* argument(id object, const char* method) {
   const String* string = asString(object);
   if (string == nullptr) raiseNil(method);
   return string;
-}
-
-[[noreturn]] void raiseBounds(const char* method) {
-  throw PlatformException("NSRangeException",
-                          std::string("-[NSString ") + method + "]: Range or index out of bounds");
 }
 
 // ---- Making strings ----------------------------------------------------------------------------
@@ -38,19 +33,13 @@ String* emptyString() {
 // Every new string comes from an `init`, so all that `alloc` gives is one constant.
 id allocString(Class, SEL) { return emptyString(); }
 
-id stringFromUtf8(const char* utf8, const char* method) {
+id initWithUtf8(id, SEL, const char* utf8) {
   if (utf8 == nullptr) {
-    throw PlatformException("NSInvalidArgumentException", std::string(method) + ": NULL cString");
+    throw PlatformException("NSInvalidArgumentException",
+                            "-[NSString initWithUTF8String:]: NULL cString");
   }
   if (!toUtf16(utf8).wellFormed) return nullptr;
   return makeString(std::string_view(utf8));
-}
-
-id stringFromFormat(id format, va_list arguments, const char* method) {
-  if (asString(format) == nullptr) {
-    throw PlatformException("NSInvalidArgumentException", std::string(method) + ": nil argument");
-  }
-  return makeString(formatted(toUtf8(format), arguments));
 }
 
 // Ends a variadic method's argument list on every way out.
@@ -59,17 +48,11 @@ struct ArgumentList {
   ~ArgumentList() { va_end(list); }
 };
 
-id initWithFormat(id, SEL, id format, ...) {
-  ArgumentList arguments;
-  va_start(arguments.list, format);
-  return stringFromFormat(format, arguments.list, "-[NSString initWithFormat:]");
-}
-
 id stringWithFormat(Class, SEL, id format, ...) {
+  argument(format, "+[NSString stringWithFormat:]");
   ArgumentList arguments;
   va_start(arguments.list, format);
-  return objc_autorelease(
-      stringFromFormat(format, arguments.list, "+[NSString stringWithFormat:]"));
+  return objc_autorelease(makeString(formatted(toUtf8(format), arguments.list)));
 }
 
 // The part from `from` to `to`, with one owner.
@@ -79,7 +62,10 @@ String* part(const String* string, std::size_t from, std::size_t to) {
 }
 
 id substringFromIndex(String* self, SEL, NSUInteger index) {
-  if (index > self->length) raiseBounds("substringFromIndex:");
+  if (index > self->length) {
+    throw PlatformException("NSRangeException",
+                            "-[NSString substringFromIndex:]: Range or index out of bounds");
+  }
   return objc_autorelease(part(self, index, self->length));
 }
 
@@ -100,15 +86,6 @@ id componentsSeparatedBySet(String* self, SEL, CharacterSet* separators) {
   return objc_autorelease(pieces.release());
 }
 
-// A copy that lives as long as an autoreleased object does.
-const char* utf8String(String* self, SEL) {
-  const std::string text = toUtf8(self);
-  auto* copy = makeData({text.begin(), text.end()});
-  copy->bytes.push_back(0);
-  objc_autorelease(copy);
-  return reinterpret_cast<const char*>(copy->bytes.data());
-}
-
 // ---- Comparing and searching -------------------------------------------------------------------
 
 // Whether `wanted`, which is not empty, stands at the position; it must fit in there. Most
@@ -127,12 +104,6 @@ bool matchesAt(const String* string, std::size_t position, const String* wanted)
   return true;
 }
 
-BOOL hasPrefix(String* self, SEL, id prefix) {
-  const String* wanted = argument(prefix, "hasPrefix:");
-  if (wanted->length == 0 || wanted->length > self->length) return false;
-  return matchesAt(self, 0, wanted);
-}
-
 std::uint32_t lastFour(const String* narrow) {
   std::uint32_t units;
   std::memcpy(&units, narrow->narrowUnits() + narrow->length - sizeof units, sizeof units);
@@ -146,13 +117,13 @@ bool lastFourDiffer(const String* string, const String* wanted) {
 }
 
 BOOL hasSuffix(String* self, SEL, id suffix) {
-  const String* wanted = argument(suffix, "hasSuffix:");
+  const String* wanted = argument(suffix, "-[NSString hasSuffix:]");
   if (wanted->length == 0 || wanted->length > self->length) return false;
   return !lastFourDiffer(self, wanted) && matchesAt(self, self->length - wanted->length, wanted);
 }
 
 NSRange rangeOfString(String* self, SEL, id other) {
-  const String* wanted = argument(other, "rangeOfString:");
+  const String* wanted = argument(other, "-[NSString rangeOfString:]");
   for (std::size_t i = 0; wanted->length > 0 && i + wanted->length <= self->length; ++i) {
     if (matchesAt(self, i, wanted)) return {i, wanted->length};
   }
@@ -215,37 +186,18 @@ BOOL boolValue(String* self, SEL) {
 void defineStrings() {
   defineClass<String>("NSString", "NSObject")
       .classMethod("alloc", &allocString)
-      .classMethod(
-          "stringWithUTF8String:",
-          +[](Class, SEL, const char* utf8) {
-            return objc_autorelease(stringFromUtf8(utf8, "+[NSString stringWithUTF8String:]"));
-          })
       .classMethod("stringWithFormat:", &stringWithFormat)
-      .method(
-          "initWithUTF8String:",
-          +[](id, SEL, const char* utf8) {
-            return stringFromUtf8(utf8, "-[NSString initWithUTF8String:]");
-          })
-      .method("initWithFormat:", &initWithFormat)
+      .method("initWithUTF8String:", &initWithUtf8)
       .method(
           "length", +[](String* self, SEL) -> NSUInteger { return self->length; })
-      .method(
-          "characterAtIndex:",
-          +[](String* self, SEL, NSUInteger index) {
-            if (index >= self->length) raiseBounds("characterAtIndex:");
-            return self->at(index);
-          })
       .method("isEqual:", &isEqual)
-      .method("isEqualToString:", &isEqual)
       .method("hash", &hash)
-      .method("hasPrefix:", &hasPrefix)
       .method("hasSuffix:", &hasSuffix)
       .method("rangeOfString:", &rangeOfString)
       .method("substringFromIndex:", &substringFromIndex)
       .method("componentsSeparatedByCharactersInSet:", &componentsSeparatedBySet)
       .method("intValue", &intValue)
       .method("boolValue", &boolValue)
-      .method("UTF8String", &utf8String)
       .method(
           "description", +[](id self, SEL) { return objc_autorelease(objc_retain(self)); });
   definedStringClass = classNamed("NSString");
