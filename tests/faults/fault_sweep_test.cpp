@@ -352,6 +352,7 @@ class FaultSweep : public PhoneTest {
       reached_.insert(row.fault);
       compare(good, outcome, row);
     }
+    EXPECT_FALSE(only_.empty()) << scenario.name << " calls " << row.operation << " without end";
   }
 
   void compare(const Outcome& good, Outcome outcome, const FaultRow& row) {

@@ -7,15 +7,8 @@
 namespace tests {
 namespace {
 
-using simulator::Owned;
-
-constexpr std::int64_t nobody = -200;
-
 class LoadSettingsTest : public PhoneTest {
  protected:
-  void setObject(const char* key, id object) {
-    phone().preferences.set(simulator::settingsDomain, key, object);
-  }
   void writePreferences(const std::string& bytes) {
     const auto file = phone().preferences.file(simulator::settingsDomain);
     std::filesystem::create_directories(file.parent_path());
