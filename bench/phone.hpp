@@ -44,9 +44,10 @@ class Phone {
   std::optional<simulator::LoadedLibrary> library_;
 };
 
-// Nobody's on that phone.
+// Nobody's on that phone. The address is as long as those of the members from the 100th to the
+// 999th.
 inline constexpr const char* strangersNumber = "+15559012345";
-inline constexpr const char* strangersAddress = "somebody.else@example.org";
+inline constexpr const char* strangersAddress = "someone99@example.org";
 
 // The server's decision as the host would call it, looked up once.
 class Decision {

@@ -67,7 +67,8 @@ R send(id receiver, SEL selector, Args... args) {
 }
 
 // One message for many receivers in a row: the method is looked up anew only when the class is
-// another than the one before. For a loop on one thread, which no method replacement outlasts.
+// another than the one before. For a loop on one thread; a method that is replaced meanwhile goes
+// unnoticed.
 template <class R, class... Args>
 class RepeatedMessage {
  public:

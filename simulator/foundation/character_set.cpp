@@ -15,7 +15,7 @@ id setWithCharacters(Class self, SEL, id characters) {
                             "+[NSCharacterSet characterSetWithCharactersInString:]: nil argument");
   }
   auto* set = make<CharacterSet>(self);
-  for (std::size_t i = 0; i < string->length; ++i) {
+  for (std::size_t i = 0; i < string->length(); ++i) {
     const char16_t unit = string->at(i);
     if (unit < set->ascii.size()) {
       set->ascii.set(unit);

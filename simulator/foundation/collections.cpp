@@ -1,4 +1,5 @@
 // NSArray, NSDictionary and their mutable kinds.
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 
@@ -32,12 +33,8 @@ id objectAtIndex(Array* self, SEL, NSUInteger index) {
 }
 
 BOOL containsString(const Array* array, const String* wanted) {
-  for (const id item : array->items) {
-    const String* string = asString(item);
-    if (string == nullptr || string->length != wanted->length) continue;
-    if (equalStrings(string, wanted)) return true;
-  }
-  return false;
+  return std::any_of(array->items.begin(), array->items.end(),
+                     [wanted](id item) { return equalStrings(asString(item), wanted); });
 }
 
 BOOL containsObject(Array* self, SEL, id wanted) {
@@ -67,12 +64,12 @@ NSUInteger enumerate(Array* self, SEL, NSFastEnumerationState* walk, id*, NSUInt
 
 // Null unless all are strings of narrow units and nothing stands between them.
 String* joinedNarrow(const Array* array, const String* separator) {
-  if (separator != nullptr && separator->length > 0) return nullptr;
+  if (separator != nullptr && separator->length() > 0) return nullptr;
   std::string units;
   for (const id item : array->items) {
     const String* string = asString(item);
-    if (string == nullptr || string->wide) return nullptr;
-    units.append(reinterpret_cast<const char*>(string->narrowUnits()), string->length);
+    if (string == nullptr || string->wide()) return nullptr;
+    units.append(reinterpret_cast<const char*>(string->narrowUnits()), string->length());
   }
   return makeNarrowString(reinterpret_cast<const std::uint8_t*>(units.data()), units.size());
 }
@@ -81,7 +78,7 @@ id componentsJoined(Array* self, SEL, id separator) {
   if (String* narrow = joinedNarrow(self, asString(separator))) return objc_autorelease(narrow);
   std::u16string joined;
   const auto appendString = [&joined](const String* string) {
-    for (std::size_t i = 0; string != nullptr && i < string->length; ++i) {
+    for (std::size_t i = 0; string != nullptr && i < string->length(); ++i) {
       joined.push_back(string->at(i));
     }
   };

@@ -18,26 +18,29 @@ namespace simulator {
 // ---- Strings -----------------------------------------------------------------------------------
 
 // A string of UTF-16 code units, kept in one allocation: the units follow the struct, one byte
-// each when all of them are below 256, else two.
+// each when all of them are below 256, else two. A null byte ends them, so that even an empty
+// string has a first unit to look at.
 struct String : Object {
-  String(std::uint32_t units, bool twoBytesEach) : length(units & longest), wide(twoBytesEach) {}
+  String(std::uint32_t units, bool twoBytesEach) : shape(units << 1 | (twoBytesEach ? 1 : 0)) {}
 
   static constexpr std::uint32_t longest = 0x7fff'ffff;
-  std::uint32_t length : 31;  // in UTF-16 code units
-  std::uint32_t wide : 1;     // two bytes a unit
+  const std::uint32_t shape;  // one word, so that two strings are quickly told apart
 
+  std::uint32_t length() const { return shape >> 1; }  // in UTF-16 code units
+  bool wide() const { return (shape & 1) != 0; }       // two bytes a unit
   const std::uint8_t* narrowUnits() const {
     return reinterpret_cast<const std::uint8_t*>(this + 1);
   }
   const char16_t* wideUnits() const { return reinterpret_cast<const char16_t*>(this + 1); }
-  char16_t at(std::size_t index) const { return wide ? wideUnits()[index] : narrowUnits()[index]; }
+  char16_t at(std::size_t index) const {
+    return wide() ? wideUnits()[index] : narrowUnits()[index];
+  }
 };
 
 String* makeString(std::string_view utf8);  // malformed bytes become U+FFFD
 String* makeString(const char16_t* units, std::size_t length);
 String* makeImmortalString(std::string_view utf8);  // a constant of the platform, never counted
 std::string toUtf8(id object);                      // "" for null; lone surrogates become U+FFFD
-bool equalStrings(const String* left, const String* right);
 
 // ---- Numbers, data, dates ----------------------------------------------------------------------
 

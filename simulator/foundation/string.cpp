@@ -9,14 +9,16 @@
 namespace simulator {
 namespace {
 
+std::uint8_t* narrowStorage(String* string) { return reinterpret_cast<std::uint8_t*>(string + 1); }
+
 String* allocate(std::size_t length, bool wide) {
   if (length > String::longest) throw std::length_error("a string of more units than it can count");
   const std::size_t bytes = wide ? length * sizeof(char16_t) : length;
-  return ::new (::operator new(sizeof(String) + bytes))
+  auto* const string = ::new (::operator new(sizeof(String) + bytes + 1))
       String(static_cast<std::uint32_t>(length), wide);
+  narrowStorage(string)[bytes] = 0;
+  return string;
 }
-
-std::uint8_t* narrowStorage(String* string) { return reinterpret_cast<std::uint8_t*>(string + 1); }
 
 bool isAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(),
@@ -79,20 +81,11 @@ String* makeImmortalString(std::string_view utf8) {
 std::string toUtf8(id object) {
   const String* text = asString(object);
   if (text == nullptr) return {};
-  if (text->wide) return utf8FromUtf16({text->wideUnits(), text->length});
-  const std::string_view bytes(reinterpret_cast<const char*>(text->narrowUnits()), text->length);
+  if (text->wide()) return utf8FromUtf16({text->wideUnits(), text->length()});
+  const std::string_view bytes(reinterpret_cast<const char*>(text->narrowUnits()), text->length());
   if (isAscii(bytes)) return std::string(bytes);
-  const std::u16string units(text->narrowUnits(), text->narrowUnits() + text->length);
+  const std::u16string units(text->narrowUnits(), text->narrowUnits() + text->length());
   return utf8FromUtf16(units);
-}
-
-bool equalStrings(const String* left, const String* right) {
-  if (left == right) return true;
-  if (left == nullptr || right == nullptr) return false;
-  // Every string is as narrow as it can be, so equal ones have the same width.
-  if (left->length != right->length || left->wide != right->wide) return false;
-  const std::size_t unit = left->wide ? sizeof(char16_t) : 1;
-  return std::memcmp(left->narrowUnits(), right->narrowUnits(), left->length * unit) == 0;
 }
 
 }  // namespace simulator

@@ -57,16 +57,16 @@ id stringWithFormat(Class, SEL, id format, ...) {
 
 // The part from `from` to `to`, with one owner.
 String* part(const String* string, std::size_t from, std::size_t to) {
-  if (string->wide) return makeString(string->wideUnits() + from, to - from);
+  if (string->wide()) return makeString(string->wideUnits() + from, to - from);
   return makeNarrowString(string->narrowUnits() + from, to - from);
 }
 
 id substringFromIndex(String* self, SEL, NSUInteger index) {
-  if (index > self->length) {
+  if (index > self->length()) {
     throw PlatformException("NSRangeException",
                             "-[NSString substringFromIndex:]: Range or index out of bounds");
   }
-  return objc_autorelease(part(self, index, self->length));
+  return objc_autorelease(part(self, index, self->length()));
 }
 
 id componentsSeparatedBySet(String* self, SEL, CharacterSet* separators) {
@@ -77,12 +77,12 @@ id componentsSeparatedBySet(String* self, SEL, CharacterSet* separators) {
     pieces->items.push_back(first == end ? emptyString() : part(self, first, end));
   };
   std::size_t from = 0;
-  for (std::size_t i = 0; i < self->length; ++i) {
+  for (std::size_t i = 0; i < self->length(); ++i) {
     if (separators == nullptr || !separators->contains(self->at(i))) continue;
     appendPiece(from, i);
     from = i + 1;
   }
-  appendPiece(from, self->length);
+  appendPiece(from, self->length());
   return objc_autorelease(pieces.release());
 }
 
@@ -91,10 +91,10 @@ id componentsSeparatedBySet(String* self, SEL, CharacterSet* separators) {
 // Whether `wanted`, which is not empty, stands at the position; it must fit in there. Most
 // strings that differ do so in their last unit, so that one is asked first.
 bool matchesAt(const String* string, std::size_t position, const String* wanted) {
-  const std::size_t last = wanted->length - 1;
+  const std::size_t last = wanted->length() - 1;
   if (string->at(position + last) != wanted->at(last)) return false;
-  if (string->wide == wanted->wide) {
-    const std::size_t unit = string->wide ? sizeof(char16_t) : 1;
+  if (string->wide() == wanted->wide()) {
+    const std::size_t unit = string->wide() ? sizeof(char16_t) : 1;
     const std::uint8_t* from = string->narrowUnits() + position * unit;
     return std::memcmp(from, wanted->narrowUnits(), last * unit) == 0;
   }
@@ -106,36 +106,48 @@ bool matchesAt(const String* string, std::size_t position, const String* wanted)
 
 std::uint32_t lastFour(const String* narrow) {
   std::uint32_t units;
-  std::memcpy(&units, narrow->narrowUnits() + narrow->length - sizeof units, sizeof units);
+  std::memcpy(&units, narrow->narrowUnits() + narrow->length() - sizeof units, sizeof units);
   return units;
 }
 
 // One word tells most strings apart, without a guess for the processor to get wrong.
 bool lastFourDiffer(const String* string, const String* wanted) {
-  return !string->wide && !wanted->wide && wanted->length >= 4 &&
+  return !string->wide() && !wanted->wide() && wanted->length() >= 4 &&
          lastFour(string) != lastFour(wanted);
 }
 
 BOOL hasSuffix(String* self, SEL, id suffix) {
   const String* wanted = argument(suffix, "-[NSString hasSuffix:]");
-  if (wanted->length == 0 || wanted->length > self->length) return false;
-  return !lastFourDiffer(self, wanted) && matchesAt(self, self->length - wanted->length, wanted);
+  if (wanted->length() == 0 || wanted->length() > self->length()) return false;
+  return !lastFourDiffer(self, wanted) &&
+         matchesAt(self, self->length() - wanted->length(), wanted);
+}
+
+std::string_view narrowUnits(const String* string) {
+  return {reinterpret_cast<const char*>(string->narrowUnits()), string->length()};
+}
+
+NSUInteger placeOf(const String* wanted, const String* string) {
+  if (!string->wide() && !wanted->wide()) {
+    const std::size_t place = narrowUnits(string).find(narrowUnits(wanted));
+    return place == std::string_view::npos ? NSNotFound : place;
+  }
+  for (std::size_t i = 0; i + wanted->length() <= string->length(); ++i) {
+    if (matchesAt(string, i, wanted)) return i;
+  }
+  return NSNotFound;
 }
 
 NSRange rangeOfString(String* self, SEL, id other) {
   const String* wanted = argument(other, "-[NSString rangeOfString:]");
-  for (std::size_t i = 0; wanted->length > 0 && i + wanted->length <= self->length; ++i) {
-    if (matchesAt(self, i, wanted)) return {i, wanted->length};
-  }
-  return {NSNotFound, 0};
+  const NSUInteger place = wanted->length() == 0 ? NSNotFound : placeOf(wanted, self);
+  return {place, place == NSNotFound ? 0 : wanted->length()};
 }
 
-BOOL isEqual(String* self, SEL, id other) {
-  return equalStrings(self, asString(other)) && other != nullptr;
-}
+BOOL isEqual(String* self, SEL, id other) { return equalStrings(self, asString(other)); }
 
 NSUInteger hash(String* self, SEL) {
-  const std::size_t bytes = self->wide ? self->length * sizeof(char16_t) : self->length;
+  const std::size_t bytes = self->wide() ? self->length() * sizeof(char16_t) : self->length();
   return std::hash<std::string_view>()({reinterpret_cast<const char*>(self->narrowUnits()), bytes});
 }
 
@@ -152,10 +164,10 @@ struct Start {
 
 Start skipSpaceAndSign(const String* string) {
   Start start;
-  while (start.position < string->length && isWhiteSpace(string->at(start.position))) {
+  while (start.position < string->length() && isWhiteSpace(string->at(start.position))) {
     ++start.position;
   }
-  if (start.position < string->length) {
+  if (start.position < string->length()) {
     const char16_t sign = string->at(start.position);
     start.negative = sign == '-';
     if (sign == '-' || sign == '+') ++start.position;
@@ -167,7 +179,7 @@ int intValue(String* self, SEL) {
   using Limits = std::numeric_limits<int>;
   const auto [begin, negative] = skipSpaceAndSign(self);
   std::int64_t value = 0;
-  for (std::size_t i = begin; i < self->length && isDigit(self->at(i)); ++i) {
+  for (std::size_t i = begin; i < self->length() && isDigit(self->at(i)); ++i) {
     value = std::min<std::int64_t>(value * 10 + (self->at(i) - '0'), std::int64_t{1} << 31);
   }
   return static_cast<int>(negative ? -value : std::min<std::int64_t>(value, Limits::max()));
@@ -175,8 +187,8 @@ int intValue(String* self, SEL) {
 
 BOOL boolValue(String* self, SEL) {
   std::size_t i = skipSpaceAndSign(self).position;
-  while (i < self->length && self->at(i) == '0') ++i;
-  if (i == self->length) return false;
+  while (i < self->length() && self->at(i) == '0') ++i;
+  if (i == self->length()) return false;
   const char16_t first = self->at(i);
   return isDigit(first) || first == 'Y' || first == 'y' || first == 'T' || first == 't';
 }
@@ -189,7 +201,7 @@ void defineStrings() {
       .classMethod("stringWithFormat:", &stringWithFormat)
       .method("initWithUTF8String:", &initWithUtf8)
       .method(
-          "length", +[](String* self, SEL) -> NSUInteger { return self->length; })
+          "length", +[](String* self, SEL) -> NSUInteger { return self->length(); })
       .method("isEqual:", &isEqual)
       .method("hash", &hash)
       .method("hasSuffix:", &hasSuffix)

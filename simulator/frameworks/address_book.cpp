@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "platform/abi.hpp"
+#include "simulator/call_trace.hpp"
 #include "simulator/device.hpp"
 #include "simulator/device_error.hpp"
 #include "simulator/faults.hpp"
@@ -339,6 +340,7 @@ CFArrayRef ABGroupCopyArrayOfAllMembers(ABRecordRef group) noexcept {
 }
 
 ABRecordID ABRecordGetRecordID(ABRecordRef record) noexcept {
+  simulator::traceCall("ABRecordGetRecordID");
   constexpr ABRecordID invalid = -1;
   const Record* const known = recordOf(record);
   return known == nullptr ? invalid : static_cast<ABRecordID>(known->recordId);

@@ -1,5 +1,6 @@
 #include "simulator/frameworks/dispatch.hpp"
 
+#include "simulator/call_trace.hpp"
 #include "simulator/faults.hpp"
 #include "simulator/runtime/classes.hpp"
 #include "simulator/runtime/object.hpp"
@@ -90,6 +91,7 @@ dispatch_semaphore_t dispatch_semaphore_create(std::intptr_t value) noexcept {
 // Only the wait without a limit exists here, since nothing asks for another.
 std::intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore,
                                       dispatch_time_t timeout) noexcept {
+  simulator::traceCall("dispatch_semaphore_wait");
   if (timeout != DISPATCH_TIME_FOREVER) simulator::fatal("a wait with a time limit");
   Semaphore* const waited = simulator::asSemaphore(semaphore);
   std::unique_lock lock(waited->mutex);
@@ -101,6 +103,7 @@ std::intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore,
 // Notifies under the lock, so that the waiter wakes only after the last use of the semaphore here
 // but for the unlocking itself; against that one the signaller holds a reference of its own.
 std::intptr_t dispatch_semaphore_signal(dispatch_semaphore_t semaphore) noexcept {
+  simulator::traceCall("dispatch_semaphore_signal");
   Semaphore* const raised = simulator::asSemaphore(semaphore);
   const auto held = simulator::share(raised);
   const std::lock_guard lock(raised->mutex);

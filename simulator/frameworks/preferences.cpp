@@ -6,6 +6,7 @@
 #include "simulator/device_error.hpp"
 #include "simulator/faults.hpp"
 #include "simulator/foundation/property_list.hpp"
+#include "simulator/foundation/string_class.hpp"
 
 namespace simulator {
 namespace {
@@ -51,9 +52,8 @@ NSString* constant(const char* text) {
 }
 
 bool sameString(id left, id right) {
-  const auto* first = as<String>(left, "NSString");
-  const auto* second = as<String>(right, "NSString");
-  return first != nullptr && second != nullptr && equalStrings(first, second);
+  const String* const first = asString(left);
+  return first != nullptr && equalStrings(first, asString(right));
 }
 
 // What the current user set on any host; nobody else's preferences are on this phone.

@@ -82,7 +82,12 @@ id failToInitialize(id allocated, SEL) {
 
 id giveNothing(id, SEL) { return nullptr; }
 
-// A look-up by the library while somebody listens or a message may fail.
+// Does somebody listen, or may a message fail?
+bool watched() {
+  return tracing.load(std::memory_order_relaxed) || messagesMayFail.load(std::memory_order_relaxed);
+}
+
+// A look-up by the library while that is so.
 [[gnu::noinline]] IMP lookUpWatched(Class type, SEL selector) {
   traceCall("message", record(type).name, selector->name);
   const std::optional<Fault> fault = messageFault(selector->name);
@@ -197,14 +202,13 @@ Class object_getClass(id object) noexcept {
 SEL sel_registerName(const char* name) noexcept { return ClassTable::shared().selector(name); }
 
 IMP class_getMethodImplementation(Class type, SEL selector) noexcept {
-  const bool watched = simulator::tracing.load(std::memory_order_relaxed) ||
-                       simulator::messagesMayFail.load(std::memory_order_relaxed);
-  return watched ? simulator::lookUpWatched(type, selector) : simulator::methodOf(type, selector);
+  return simulator::watched() ? simulator::lookUpWatched(type, selector)
+                              : simulator::methodOf(type, selector);
 }
 
 BOOL class_respondsToSelector(Class type, SEL selector) noexcept {
   if (type == nullptr) return false;
-  if (simulator::messagesMayFail.load(std::memory_order_relaxed) &&
+  if (simulator::watched() &&
       simulator::failsNow(simulator::Fault::class_respondsToSelector, selector->name)) {
     return false;
   }

@@ -23,7 +23,7 @@ START_UP_CALLS = set("""
     objc_autoreleasePoolPush objc_autoreleasePoolPop objc_getClass MSHookMessageEx NSLog
     CFPreferencesCopyKeyList CFPreferencesCopyMultiple CFNotificationCenterGetDarwinNotifyCenter
     CFNotificationCenterAddObserver alloc init initWithUTF8String: stringWithFormat: objectForKey:
-    intValue boolValue numberWithInt: addObject:""".split())
+    class_respondsToSelector intValue boolValue numberWithInt: addObject:""".split())
 
 
 def outcome(program, library, run):
