@@ -32,9 +32,16 @@ id objectAtIndex(Array* self, SEL, NSUInteger index) {
   return self->items[index];
 }
 
+// Most strings of one shape differ in their first unit; what is compared with is at hand.
 BOOL containsString(const Array* array, const String* wanted) {
-  return std::any_of(array->items.begin(), array->items.end(),
-                     [wanted](id item) { return equalStrings(asString(item), wanted); });
+  const auto equals = [wanted, type = wanted->isa, shape = wanted->shape,
+                       first = *wanted->narrowUnits()](id item) {
+    if (header(item)->isa != type) return false;
+    const auto* string = static_cast<const String*>(header(item));
+    return string->shape == shape && *string->narrowUnits() == first &&
+           equalStrings(string, wanted);
+  };
+  return std::any_of(array->items.begin(), array->items.end(), equals);
 }
 
 BOOL containsObject(Array* self, SEL, id wanted) {

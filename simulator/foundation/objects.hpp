@@ -41,6 +41,7 @@ String* makeString(std::string_view utf8);  // malformed bytes become U+FFFD
 String* makeString(const char16_t* units, std::size_t length);
 String* makeImmortalString(std::string_view utf8);  // a constant of the platform, never counted
 std::string toUtf8(id object);                      // "" for null; lone surrogates become U+FFFD
+bool equalStrings(const String* left, const String* right);  // unit for unit
 
 // ---- Numbers, data, dates ----------------------------------------------------------------------
 

@@ -88,4 +88,12 @@ std::string toUtf8(id object) {
   return utf8FromUtf16(units);
 }
 
+bool equalStrings(const String* left, const String* right) {
+  if (left == nullptr || right == nullptr) return left == right;
+  // Every string is as narrow as it can be, so equal ones have the same shape.
+  if (left->shape != right->shape) return false;
+  const std::size_t bytes = left->wide() ? left->length() * sizeof(char16_t) : left->length();
+  return std::memcmp(left->narrowUnits(), right->narrowUnits(), bytes) == 0;
+}
+
 }  // namespace simulator
