@@ -1,27 +1,27 @@
 #include "admission/gate.hpp"
 
-#include "admission/phone_number_matcher.hpp"
 #include "core/extension_state.hpp"
 #include "platform/bulletin_board.hpp"
 #include "platform/foundation.hpp"
 
 namespace hushlane {
 
-constinit IMP originalShouldPresentNotification = nullptr;
+constinit platform::Original<BOOL(BBServer*, int32_t, NSString*)> originalShouldPresentNotification;
 
 namespace {
 
 constexpr int32_t notificationTypeMessage = 1;
+constexpr double firstFoundationWithFeeds = 1300.0;
 
-// An absent ID counts as an address, and equals none.
+// The location is 0 in an absent ID, and in any ID where "@" can't be made: without a way to tell,
+// nobody gets through by the digits of an address.
 bool isEmailAddress(NSString* destinationID) {
-  return destinationID == nullptr ||
-         platform::locationOfString(destinationID, platform::constantString<"@">()) != NSNotFound;
+  return platform::locationOfString(destinationID, platform::constantString<"@">()) != NSNotFound;
 }
 
 bool senderIsGroupMember(NSString* destinationID) {
   if (isEmailAddress(destinationID)) {
-    const auto emails = privilegedMessageSenderEmails.read();
+    const auto emails = state::privilegedMessageSenderEmails.read();
     const bool found = platform::containsObject(emails.get(), destinationID);
     if (found) debugLog<"HL: found sender ID in privileged senders emails">();
     return found;
@@ -31,9 +31,8 @@ bool senderIsGroupMember(NSString* destinationID) {
   return found;
 }
 
-// Kept out of line: only a message that is held back needs its registers.
-[[gnu::noinline]] bool senderIsAllowed(id server, NSString* destinationID) {
-  const int64_t allowed = allowedMessageGroup.load();
+bool senderIsAllowed(BBServer* server, NSString* destinationID) {
+  const int64_t allowed = state::allowedMessageGroup.load();
   switch (allowed) {
     case allowedMessageGroupAllContacts:
       return platform::addressBookContains(server, destinationID);
@@ -49,40 +48,27 @@ bool senderIsGroupMember(NSString* destinationID) {
   }
 }
 
-// The rule, in the order in which it decides. It is inlined where the caller knows the type or the
-// host, so that nothing is kept at hand for questions that can't come up there.
-[[gnu::always_inline]] inline bool decide(id server, SEL selector, int32_t type,
-                                          NSString* destinationID, bool hostHasFeeds) {
-  const bool platformAnswer = platform::call<BOOL>(originalShouldPresentNotification, server,
-                                                   selector, type, destinationID);
+}  // namespace
+
+BOOL shouldPresentNotificationHook(BBServer* server, SEL selector, int32_t type,
+                                   NSString* destinationID) {
+  const bool platformAnswer =
+      originalShouldPresentNotification(server, selector, type, destinationID);
   debugLog<"HL: default should present this notification: %@, notification type: %d">(
       platformAnswer, type);
-  if (hostHasFeeds) platform::askWhetherToPresentInFeed(server, type, destinationID);
+  if (NSFoundationVersionNumber >= firstFoundationWithFeeds) {
+    platform::askWhetherToPresentInFeed(server, type, destinationID);
+  }
   if (type != notificationTypeMessage) {
     debugLog<"HL: notification is not a message, returning orig">();
     return platformAnswer;
   }
-  debugLog<"HL: DnD active:%@, privilegedGroupID=%d">(isDNDActive, allowedMessageGroup);
+  debugLog<"HL: DnD active:%@, privilegedGroupID=%d">(state::isDNDActive,
+                                                      state::allowedMessageGroup);
   bool present = platformAnswer;
-  if (!platformAnswer && isDNDActive.load()) present = senderIsAllowed(server, destinationID);
+  if (!present && state::isDNDActive.load()) present = senderIsAllowed(server, destinationID);
   debugLog<"HL: presenting contact?, returning: %@">(present);
   return present;
-}
-
-[[gnu::noinline]] bool decideOnMessage(id server, SEL selector, NSString* destinationID) {
-  return decide(server, selector, notificationTypeMessage, destinationID, false);
-}
-
-}  // namespace
-
-BOOL shouldPresentNotificationHook(id server, SEL selector, int32_t type, NSString* destinationID) {
-  if (type == notificationTypeMessage) return decideOnMessage(server, selector, destinationID);
-  return decide(server, selector, type, destinationID, false);
-}
-
-BOOL shouldPresentNotificationOnHostWithFeedsHook(id server, SEL selector, int32_t type,
-                                                  NSString* destinationID) {
-  return decide(server, selector, type, destinationID, true);
 }
 
 }  // namespace hushlane

@@ -7,22 +7,19 @@
 // each shared value is read when the rule comes to it.
 //
 // A host whose Foundation version is 1300.0 or higher is asked the same question with a feed as
-// well, when its server answers to it; that answer is ignored. It gets a replacement of its own,
-// chosen once, at start-up. A server that lacks the favourites or address-book look-up finds
-// nobody.
+// well, when its server answers to it; that answer is ignored. A server that lacks the favourites
+// or address-book look-up finds nobody.
 #pragma once
 
-#include "platform/abi.hpp"
+#include "platform/substrate.hpp"
 
 namespace hushlane {
 
-extern IMP originalShouldPresentNotification;
-
-inline constexpr double firstFoundationWithFeeds = 1300.0;
+extern constinit platform::Original<BOOL(BBServer*, int32_t, NSString*)>
+    originalShouldPresentNotification;
 
 // `destinationID` is the sender's phone number or e-mail address as the host spells it, or null.
-BOOL shouldPresentNotificationHook(id server, SEL selector, int32_t type, NSString* destinationID);
-BOOL shouldPresentNotificationOnHostWithFeedsHook(id server, SEL selector, int32_t type,
-                                                  NSString* destinationID);
+BOOL shouldPresentNotificationHook(BBServer* server, SEL selector, int32_t type,
+                                   NSString* destinationID);
 
 }  // namespace hushlane

@@ -1,5 +1,7 @@
-#include "admission/phone_number_matcher.hpp"
+// Recognises a member of the chosen group by the trailing digits of a phone number: declared for
+// everyone in hushlane/hushlane.h.
 
+#include "core/extension_state.hpp"
 #include "platform/foundation.hpp"
 
 namespace hushlane {
@@ -14,17 +16,10 @@ NSString* tailOf(NSString* destinationID, int64_t numOfDigits) {
   return platform::substringFromIndex(destinationID, length - static_cast<NSUInteger>(wanted));
 }
 
-}  // namespace
-
-bool phoneNumberBelongsToPrivilegedPerson(NSString* destinationID) {
-  if (destinationID == nullptr) return false;
-  const int64_t numOfDigits = maxNumOfDigitsToCompare.load();
-  debugLog<"HL: comparing last %d digits of phone number">(static_cast<int32_t>(numOfDigits));
-  NSString* const tail = tailOf(destinationID, numOfDigits);
-  const auto phones = privilegedMessageSenderPhones.read();
-  platform::HasSuffix endsWithTail(tail);
+bool isEndOfPrivilegedPhone(NSString* tail) {
+  const auto phones = state::privilegedMessageSenderPhones.read();
   for (NSString* const phone : platform::Each<NSString>(phones.get())) {
-    if (endsWithTail(phone)) {
+    if (platform::hasSuffix(phone, tail)) {
       debugLog<"HL:\tfound privileged phone with destinationID suffix (%@): %@">(tail, phone);
       return true;
     }
@@ -33,4 +28,14 @@ bool phoneNumberBelongsToPrivilegedPerson(NSString* destinationID) {
   return false;
 }
 
+}  // namespace
+
 }  // namespace hushlane
+
+extern "C" bool phoneNumberBelongsToPrivilegedPerson(id destinationID) {
+  using namespace hushlane;
+  if (destinationID == nullptr) return false;
+  const int64_t numOfDigits = state::maxNumOfDigitsToCompare.load();
+  debugLog<"HL: comparing last %d digits of phone number">(static_cast<int32_t>(numOfDigits));
+  return isEndOfPrivilegedPhone(tailOf(static_cast<NSString*>(destinationID), numOfDigits));
+}

@@ -1,14 +1,12 @@
-// What the library keeps alive and what it asks of the platform at start-up, as lines of words.
+// What the library keeps alive, and what grows from reload to reload, as lines of words.
 #include <fmt/format.h>
 #include <malloc.h>
 
 #include <map>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "bench/phone.hpp"
-#include "simulator/call_trace.hpp"
 
 namespace {
 
@@ -29,10 +27,10 @@ void print(std::string_view kind, const Counts& counts) {
 // The process keeps what it made once for ever, so another load has gone before.
 void listLiveObjects(std::size_t members) {
   Phone phone(members);
-  phone.load(HUSHLANE_LIBRARY);
+  phone.load();
   phone.unload();
   const Counts before = simulator::liveObjectsByClass();
-  phone.load(HUSHLANE_LIBRARY);
+  phone.load();
   print("live", grownSince(before));
   phone.unload();
 }
@@ -41,7 +39,7 @@ std::int64_t bytesInUse() { return static_cast<std::int64_t>(mallinfo2().uordblk
 
 void watchReloads(std::size_t members, int reloads) {
   Phone phone(members);
-  phone.load(HUSHLANE_LIBRARY);
+  phone.load();
   for (int i = 0; i < 100; ++i) phone.reload();  // until every buffer has its size
   phone.settle();
   const Counts before = simulator::liveObjectsByClass();
@@ -53,27 +51,9 @@ void watchReloads(std::size_t members, int reloads) {
   phone.unload();
 }
 
-// The operations' names alone: "message NSDate init" and "MSHookMessageEx" without their details.
-std::string operationOf(const std::string& call) {
-  constexpr std::string_view message = "message ";
-  if (call.starts_with(message)) return call.substr(message.size());
-  return call.substr(0, call.find(' '));
-}
-
-void listStartUpCalls() {
-  Phone phone(1);
-  simulator::startTrace();
-  phone.load(HUSHLANE_LIBRARY);
-  Counts counts;
-  for (const std::string& call : simulator::stopTrace()) ++counts[operationOf(call)];
-  print("start-up", counts);
-  phone.unload();
-}
-
 }  // namespace
 
 int main() {
-  listStartUpCalls();
   simulator::keepZombies(true);  // while they are, every object counts, constant numbers too
   listLiveObjects(10'000);
   simulator::keepZombies(false);

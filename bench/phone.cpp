@@ -7,6 +7,8 @@
 #include <map>
 #include <stdexcept>
 
+#include "hushlane/hushlane.h"
+
 namespace bench {
 
 using namespace simulator;
@@ -86,8 +88,8 @@ Phone::Phone(std::size_t members) : device_(rootOf(members)) {
   device_.bulletinBoard.platformAnswer = PlatformAnswer::no;
 }
 
-void Phone::load(const char* library) {
-  library_.emplace(library);
+void Phone::load() {
+  library_.emplace(HUSHLANE_LIBRARY);
   settle();
 }
 
@@ -97,19 +99,19 @@ void Phone::reload() {
 }
 
 void Phone::setGroup(std::int64_t chosen) {
-  library_->value<std::int64_t>("allowedMessageGroup") = chosen;
+  library_->value<decltype(::allowedMessageGroup)>("allowedMessageGroup") = chosen;
 }
 
 const Array& Phone::collection(const std::string& name) {
-  const auto* const array = as<Array>(library_->value<id>(name), "NSArray");
+  const auto* const array = as<Array>(library_->value<id>(name));
   if (array == nullptr) throw std::runtime_error(name + " is not there");
   return *array;
 }
 
 Decision::Decision()
-    : server_(Device::current().bulletinBoard.server()),
-      selector_(sel_registerName("shouldPresentNotificationOfType:fromSenderWithDestinationID:")),
+    : server_(BulletinBoard::current().server()),
+      selector_(sel_registerName(question)),
       function_(reinterpret_cast<BOOL (*)(id, SEL, int, id)>(
-          methodOf(object_getClass(server_), selector_))) {}
+          methodOf(classNamed("BBServer"), selector_))) {}
 
 }  // namespace bench

@@ -9,7 +9,7 @@
 
 #include "simulator/device.hpp"
 #include "simulator/foundation/objects.hpp"
-#include "simulator/loader.hpp"
+#include "simulator/loader/loaded_library.hpp"
 
 namespace bench {
 
@@ -18,10 +18,7 @@ class Phone {
   // The group's members have two phone numbers and one e-mail address each, all different.
   explicit Phone(std::size_t members);
 
-  simulator::Device& device() { return device_; }
-  simulator::LoadedLibrary& library() { return *library_; }
-
-  void load(const char* library);
+  void load();
   void unload() { library_.reset(); }
 
   // Posts the notification upon which the library loads its settings; returns when it has.
@@ -52,6 +49,9 @@ inline constexpr const char* strangersAddress = "someone99@example.org";
 // The server's decision as the host would call it, looked up once.
 class Decision {
  public:
+  static constexpr const char* question =
+      "shouldPresentNotificationOfType:fromSenderWithDestinationID:";
+
   Decision();
   bool operator()(int type, id destinationId) const {
     return function_(server_, selector_, type, destinationId);

@@ -6,6 +6,8 @@
 // begun when it got its answer: only what those loads give, or a list that is still empty, may be
 // in the answer. When no load ran meanwhile, there is just one right answer.
 
+#include <date/date.h>
+
 #include <CLI/CLI.hpp>
 #include <atomic>
 #include <chrono>
@@ -20,9 +22,10 @@
 #include <thread>
 #include <vector>
 
+#include "hushlane/hushlane.h"
 #include "simulator/device.hpp"
 #include "simulator/foundation/objects.hpp"
-#include "simulator/loader.hpp"
+#include "simulator/loader/loaded_library.hpp"
 
 namespace {
 
@@ -214,7 +217,7 @@ class Readers {
     check(
         question, asked,
         [&] {
-          const IMP gate = class_getMethodImplementation(object_getClass(server), selector);
+          const IMP gate = methodOf(classOf(server), selector);
           return reinterpret_cast<BOOL (*)(id, SEL, int, id)>(gate)(server, selector, 1,
                                                                     senders[asked].get());
         },
@@ -265,8 +268,10 @@ class Readers {
   Phone& phone_;
   const LoadedLibrary& library_;
   bool (*matcher_)(id) = library_.function<bool(id)>("phoneNumberBelongsToPrivilegedPerson");
-  std::int64_t& mode_ = library_.value<std::int64_t>("allowedMessageGroup");
-  std::int64_t& digits_ = library_.value<std::int64_t>("maxNumOfDigitsToCompare");
+  decltype(::allowedMessageGroup)& mode_ =
+      library_.value<decltype(::allowedMessageGroup)>("allowedMessageGroup");
+  decltype(::maxNumOfDigitsToCompare)& digits_ =
+      library_.value<decltype(::maxNumOfDigitsToCompare)>("maxNumOfDigitsToCompare");
   Owned<Object> override_ =
       makeOverride({DailyPeriod{std::chrono::hours(0), std::chrono::hours(24)}});
   std::vector<Owned<String>> numbers_, addresses_;

@@ -4,28 +4,30 @@
 
 namespace hushlane {
 
-constinit IMP originalActiveBehaviorOverrideTypesChangedSource = nullptr;
-constinit IMP originalActiveBehaviorOverrideTypesChanged = nullptr;
+constinit platform::Original<void(BBSettingsGateway*, NSUInteger, NSUInteger)>
+    originalActiveBehaviorOverrideTypesChangedSource;
+constinit platform::Original<void(BBSettingsGateway*, NSUInteger)>
+    originalActiveBehaviorOverrideTypesChanged;
 
 namespace {
 
 void recordActiveOverrideTypes(NSUInteger types) {
   const bool active = static_cast<uint32_t>(types) != 0;
-  isDNDActive.store(active);
+  state::isDNDActive.store(active);
   platform::log<"HL: DnD state changed to %@">(active);
 }
 
 }  // namespace
 
-void activeBehaviorOverrideTypesChangedSourceHook(id gateway, SEL selector, NSUInteger types,
-                                                  NSUInteger source) {
-  platform::call<void>(originalActiveBehaviorOverrideTypesChangedSource, gateway, selector, types,
-                       source);
+void activeBehaviorOverrideTypesChangedSourceHook(BBSettingsGateway* gateway, SEL selector,
+                                                  NSUInteger types, NSUInteger source) {
+  originalActiveBehaviorOverrideTypesChangedSource(gateway, selector, types, source);
   recordActiveOverrideTypes(types);
 }
 
-void activeBehaviorOverrideTypesChangedHook(id gateway, SEL selector, NSUInteger types) {
-  platform::call<void>(originalActiveBehaviorOverrideTypesChanged, gateway, selector, types);
+void activeBehaviorOverrideTypesChangedHook(BBSettingsGateway* gateway, SEL selector,
+                                            NSUInteger types) {
+  originalActiveBehaviorOverrideTypesChanged(gateway, selector, types);
   recordActiveOverrideTypes(types);
 }
 

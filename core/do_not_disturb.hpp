@@ -6,15 +6,18 @@
 // whatever thread the host calls; `types` is a bit set, of which only the low 32 bits count.
 #pragma once
 
-#include "platform/abi.hpp"
+#include "platform/substrate.hpp"
 
 namespace hushlane {
 
-extern IMP originalActiveBehaviorOverrideTypesChangedSource;
-extern IMP originalActiveBehaviorOverrideTypesChanged;
+extern constinit platform::Original<void(BBSettingsGateway*, NSUInteger, NSUInteger)>
+    originalActiveBehaviorOverrideTypesChangedSource;
+extern constinit platform::Original<void(BBSettingsGateway*, NSUInteger)>
+    originalActiveBehaviorOverrideTypesChanged;
 
-void activeBehaviorOverrideTypesChangedSourceHook(id gateway, SEL selector, NSUInteger types,
-                                                  NSUInteger source);
-void activeBehaviorOverrideTypesChangedHook(id gateway, SEL selector, NSUInteger types);
+void activeBehaviorOverrideTypesChangedSourceHook(BBSettingsGateway* gateway, SEL selector,
+                                                  NSUInteger types, NSUInteger source);
+void activeBehaviorOverrideTypesChangedHook(BBSettingsGateway* gateway, SEL selector,
+                                            NSUInteger types);
 
 }  // namespace hushlane

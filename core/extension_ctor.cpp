@@ -21,7 +21,7 @@ namespace {
   platform::log<"HL: starting...">();
   loadSettings();
   registerObservers();
-  ctorTime.publish(platform::makeDate());
+  state::ctorTime.publish(platform::makeDate());
 }
 
 }  // namespace

@@ -1,20 +1,23 @@
 #include "core/extension_state.hpp"
 
-namespace hushlane {
+// As the public header declares them: another type there does not compile. The two wide ones are
+// aligned so that each is read and written whole where words have 32 bits, too.
+alignas(8) int64_t allowedMessageGroup = 0;
+alignas(8) int64_t maxNumOfDigitsToCompare = 0;
+bool enableDebugLogging = false;
+bool isDNDActive = false;
+id privilegedMessageSenderIDs = nullptr;
+id privilegedMessageSenderPhones = nullptr;
+id privilegedMessageSenderEmails = nullptr;
+id daysForSuppressingScheduler = nullptr;
+id ctorTime = nullptr;
+id manualDNDEnabledTime = nullptr;
 
-constinit platform::Cell<int64_t> allowedMessageGroup;
-constinit platform::Cell<int64_t> maxNumOfDigitsToCompare;
-constinit platform::Cell<bool> enableDebugLogging;
-constinit platform::Cell<bool> isDNDActive;
-constinit platform::Published<NSArray> privilegedMessageSenderIDs;
-constinit platform::Published<NSArray> privilegedMessageSenderPhones;
-constinit platform::Published<NSArray> privilegedMessageSenderEmails;
-constinit platform::Published<NSArray> daysForSuppressingScheduler;
-constinit platform::Published<NSDate> ctorTime;
-constinit platform::Published<NSDate> manualDNDEnabledTime;
-
-// Code outside the library knows these values only by name and plain layout.
-static_assert(sizeof(enableDebugLogging) == 1 && sizeof(isDNDActive) == 1);
-static_assert(sizeof(allowedMessageGroup) == 8 && sizeof(maxNumOfDigitsToCompare) == 8);
-
-}  // namespace hushlane
+// So are the functions, where they are defined, and so is what outside code calls them by.
+static_assert(__is_same(HushlaneLoadABGroups, decltype(&loadABGroups)));
+static_assert(__is_same(HushlanePhoneNumberBelongsToPrivilegedPerson,
+                        decltype(&phoneNumberBelongsToPrivilegedPerson)));
+static_assert(__is_same(HushlaneShouldSchedulerBeSuppressed,
+                        decltype(&shouldSchedulerBeSuppressed)));
+static_assert(__is_same(HushlaneGetBBBehaviorOverrideEffectiveInterval,
+                        decltype(&getBBBehaviorOverrideEffectiveInterval)));

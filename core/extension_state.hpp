@@ -1,5 +1,6 @@
-// The values that the rules share, process-wide. Each is zero, false or absent when the library is
-// loaded, lives as long as the host, and is exported under its own name.
+// The values that the rules share, process-wide: how the rules reach the variables that
+// `hushlane/hushlane.h` declares and explains. Each is zero, false or absent when the library is
+// loaded, and lives as long as the host.
 //
 // Written by one thread at a time: the settings by the settings load, the sender collections by it
 // and by the address-book completion that it waits for, `isDNDActive` by whatever thread reports a
@@ -13,42 +14,44 @@
 // Exported for others to find, not to replace: where the file format tells the two apart, saying so
 // spares the library's own uses the way through the loader's table.
 #if defined(__ELF__)
-#define HUSHLANE_EXPORT __attribute__((visibility("protected")))
+#pragma GCC visibility push(protected)
 #else
-#define HUSHLANE_EXPORT __attribute__((visibility("default")))
+#pragma GCC visibility push(default)
 #endif
+#include "hushlane/hushlane.h"
+#pragma GCC visibility pop
 
 namespace hushlane {
 
-extern "C" {
+namespace state {
 
-// Which senders' messages get through: one of the values below, or the record ID of one
-// address-book group. Every other value lets nobody through.
-HUSHLANE_EXPORT extern platform::Cell<int64_t> allowedMessageGroup;
+// One of the values that the header names, or the record ID of an address-book group.
+inline constexpr platform::Cell allowedMessageGroup(::allowedMessageGroup);
+inline constexpr platform::Cell maxNumOfDigitsToCompare(::maxNumOfDigitsToCompare);
+inline constexpr platform::Cell enableDebugLogging(::enableDebugLogging);
+inline constexpr platform::Cell isDNDActive(::isDNDActive);
 
-// How many trailing digits of a phone number are compared.
-HUSHLANE_EXPORT extern platform::Cell<int64_t> maxNumOfDigitsToCompare;
+// NSNumber record IDs, NSString digits and NSString addresses of the chosen group's members.
+inline constinit platform::Published<NSArray> privilegedMessageSenderIDs(
+    ::privilegedMessageSenderIDs);
+inline constinit platform::Published<NSArray> privilegedMessageSenderPhones(
+    ::privilegedMessageSenderPhones);
+inline constinit platform::Published<NSArray> privilegedMessageSenderEmails(
+    ::privilegedMessageSenderEmails);
 
-HUSHLANE_EXPORT extern platform::Cell<bool> enableDebugLogging;
-HUSHLANE_EXPORT extern platform::Cell<bool> isDNDActive;
+// NSNumber weekdays, ascending.
+inline constinit platform::Published<NSArray> daysForSuppressingScheduler(
+    ::daysForSuppressingScheduler);
 
-// The members of the chosen group: NSNumber record IDs, NSString digits, NSString addresses.
-HUSHLANE_EXPORT extern platform::Published<NSArray> privilegedMessageSenderIDs;
-HUSHLANE_EXPORT extern platform::Published<NSArray> privilegedMessageSenderPhones;
-HUSHLANE_EXPORT extern platform::Published<NSArray> privilegedMessageSenderEmails;
+inline constinit platform::Published<NSDate> ctorTime(::ctorTime);
+inline constinit platform::Published<NSDate> manualDNDEnabledTime(::manualDNDEnabledTime);
 
-// NSNumber weekdays, 1 to 7 as the user's calendar counts, ascending.
-HUSHLANE_EXPORT extern platform::Published<NSArray> daysForSuppressingScheduler;
+}  // namespace state
 
-HUSHLANE_EXPORT extern platform::Published<NSDate> ctorTime;
-HUSHLANE_EXPORT extern platform::Published<NSDate> manualDNDEnabledTime;
-
-}  // extern "C"
-
-inline constexpr int64_t allowedMessageGroupEveryone = -100;
-inline constexpr int64_t allowedMessageGroupNobody = -200;
-inline constexpr int64_t allowedMessageGroupFavorites = -300;
-inline constexpr int64_t allowedMessageGroupAllContacts = -400;
+inline constexpr int64_t allowedMessageGroupEveryone = HushlaneAllowedMessageGroupEveryone;
+inline constexpr int64_t allowedMessageGroupNobody = HushlaneAllowedMessageGroupNobody;
+inline constexpr int64_t allowedMessageGroupFavorites = HushlaneAllowedMessageGroupFavorites;
+inline constexpr int64_t allowedMessageGroupAllContacts = HushlaneAllowedMessageGroupAllContacts;
 
 // Any greater value too is the record ID of a group.
 inline constexpr int64_t firstGroupRecordID = 1;
@@ -58,7 +61,7 @@ inline constexpr int64_t firstGroupRecordID = 1;
 // afresh are passed as their cells.
 template <platform::Text format, class... Args>
 void debugLog(const Args&... args) {
-  if (enableDebugLogging.load()) [[unlikely]] {
+  if (state::enableDebugLogging.load()) [[unlikely]] {
     platform::log<format>(args...);
   }
 }

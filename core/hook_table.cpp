@@ -10,18 +10,6 @@ namespace hushlane {
 
 namespace {
 
-struct HookEntry {
-  const char* className;
-  const char* selector;
-  IMP replacement;
-  IMP* slot;
-};
-
-template <class R, class... Args>
-IMP implementation(R (*replacement)(Args...)) {
-  return reinterpret_cast<IMP>(replacement);
-}
-
 constexpr char settingsGateway[] = "BBSettingsGateway";
 constexpr char server[] = "BBServer";
 constexpr char behaviorOverride[] = "BBBehaviorOverride";
@@ -29,35 +17,29 @@ constexpr char behaviorOverride[] = "BBBehaviorOverride";
 }  // namespace
 
 void installHookTable() {
-  const bool hostHasFeeds = NSFoundationVersionNumber >= firstFoundationWithFeeds;
-  const HookEntry hookTable[] = {
-      {settingsGateway, "activeBehaviorOverrideTypesChanged:source:",
-       implementation(activeBehaviorOverrideTypesChangedSourceHook),
-       &originalActiveBehaviorOverrideTypesChangedSource},
+  const platform::MethodReplacement hookTable[] = {
+      {settingsGateway,
+       "activeBehaviorOverrideTypesChanged:source:", activeBehaviorOverrideTypesChangedSourceHook,
+       originalActiveBehaviorOverrideTypesChangedSource},
       {settingsGateway, "activeBehaviorOverrideTypesChanged:",
-       implementation(activeBehaviorOverrideTypesChangedHook),
-       &originalActiveBehaviorOverrideTypesChanged},
+       activeBehaviorOverrideTypesChangedHook, originalActiveBehaviorOverrideTypesChanged},
       {server, "shouldPresentNotificationOfType:fromSenderWithDestinationID:",
-       hostHasFeeds ? implementation(shouldPresentNotificationOnHostWithFeedsHook)
-                    : implementation(shouldPresentNotificationHook),
-       &originalShouldPresentNotification},
-      {behaviorOverride, "isActiveForDate:", implementation(isActiveForDateHook),
-       &originalIsActiveForDate},
+       shouldPresentNotificationHook, originalShouldPresentNotification},
+      {behaviorOverride, "isActiveForDate:", isActiveForDateHook, originalIsActiveForDate},
       {behaviorOverride, "initWithOverrideType:mode:effectiveIntervals:",
-       implementation(initWithOverrideTypeModeEffectiveIntervalsHook),
-       &originalInitWithOverrideTypeModeEffectiveIntervals},
+       initWithOverrideTypeModeEffectiveIntervalsHook,
+       originalInitWithOverrideTypeModeEffectiveIntervals},
       {behaviorOverride, "initWithEffectiveIntervals:overrideType:",
-       implementation(initWithEffectiveIntervalsOverrideTypeHook),
-       &originalInitWithEffectiveIntervalsOverrideType},
+       initWithEffectiveIntervalsOverrideTypeHook, originalInitWithEffectiveIntervalsOverrideType},
   };
   const char* lookedUp = nullptr;
   Class type = nullptr;
-  for (const HookEntry& entry : hookTable) {
-    if (entry.className != lookedUp) {
-      type = platform::lookUpClass(entry.className);
-      lookedUp = entry.className;
+  for (const platform::MethodReplacement& row : hookTable) {
+    if (row.className != lookedUp) {
+      type = platform::lookUpClass(row.className);
+      lookedUp = row.className;
     }
-    platform::replaceMethod(type, entry.selector, entry.replacement, *entry.slot);
+    platform::replaceMethod(type, row);
   }
 }
 

@@ -14,6 +14,8 @@ namespace {
 constexpr CFNotificationSuspensionBehavior unnamedBehavior = 0;
 constexpr CFNotificationSuspensionBehavior deliverImmediately = 4;
 
+// Two callbacks with one body: whoever posts says which settings have changed, but a load reads
+// them all. Each name has its own, so that the host's stack tells which of the two has come in.
 void reloadSettingsCallback(CFNotificationCenterRef, void*, CFStringRef, const void*,
                             CFDictionaryRef) {
   loadSettings();
@@ -27,7 +29,7 @@ void weekdaySettingsChangedCallback(CFNotificationCenterRef, void*, CFStringRef,
 void manualDNDEnabledCallback(CFNotificationCenterRef, void*, CFStringRef, const void*,
                               CFDictionaryRef) {
   debugLog<"HL: got the manul dnd notification">();
-  manualDNDEnabledTime.publish(platform::makeDate());
+  state::manualDNDEnabledTime.publish(platform::makeDate());
 }
 
 }  // namespace

@@ -1,22 +1,23 @@
 #include "core/override_initializers.hpp"
 
-#include "platform/runtime.hpp"
-
 namespace hushlane {
 
-constinit IMP originalInitWithOverrideTypeModeEffectiveIntervals = nullptr;
-constinit IMP originalInitWithEffectiveIntervalsOverrideType = nullptr;
+constinit platform::Original<id(BBBehaviorOverride*, int64_t, int64_t, id)>
+    originalInitWithOverrideTypeModeEffectiveIntervals;
+constinit platform::Original<id(BBBehaviorOverride*, id, int64_t)>
+    originalInitWithEffectiveIntervalsOverrideType;
 
-id initWithOverrideTypeModeEffectiveIntervalsHook(id allocated, SEL selector, int64_t overrideType,
-                                                  int64_t mode, id effectiveIntervals) {
-  return platform::call<id>(originalInitWithOverrideTypeModeEffectiveIntervals, allocated, selector,
-                            overrideType, mode, effectiveIntervals);
+id initWithOverrideTypeModeEffectiveIntervalsHook(BBBehaviorOverride* allocated, SEL selector,
+                                                  int64_t overrideType, int64_t mode,
+                                                  id effectiveIntervals) {
+  return originalInitWithOverrideTypeModeEffectiveIntervals(allocated, selector, overrideType, mode,
+                                                            effectiveIntervals);
 }
 
-id initWithEffectiveIntervalsOverrideTypeHook(id allocated, SEL selector, id effectiveIntervals,
-                                              int64_t overrideType) {
-  return platform::call<id>(originalInitWithEffectiveIntervalsOverrideType, allocated, selector,
-                            effectiveIntervals, overrideType);
+id initWithEffectiveIntervalsOverrideTypeHook(BBBehaviorOverride* allocated, SEL selector,
+                                              id effectiveIntervals, int64_t overrideType) {
+  return originalInitWithEffectiveIntervalsOverrideType(allocated, selector, effectiveIntervals,
+                                                        overrideType);
 }
 
 }  // namespace hushlane

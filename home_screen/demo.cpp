@@ -1,23 +1,21 @@
 #include "home_screen/demo.hpp"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
-#include <cctype>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "home_screen/directory.hpp"
+#include "home_screen/ask/directory.hpp"
+#include "home_screen/ask/message.hpp"
 #include "home_screen/evening.hpp"
-#include "home_screen/player.hpp"
-#include "home_screen/reason.hpp"
-#include "home_screen/report.hpp"
-#include "home_screen/scratch_phone.hpp"
-#include "home_screen/terminal.hpp"
+#include "home_screen/scenario/player.hpp"
+#include "home_screen/show/terminal.hpp"
+#include "home_screen/show/text.hpp"
+#include "simulator/device.hpp"
 
 namespace home_screen {
 namespace {
@@ -28,45 +26,33 @@ constexpr std::size_t nameWidth = 14;
 constexpr std::size_t senderWidth = 19;
 constexpr std::size_t resultWidth = 11;
 
-// What two spellings of a number or of an address have in common.
-std::string withoutSpelling(const std::string& destination) {
-  const bool address = destination.find('@') != std::string::npos;
-  std::string result;
-  for (const char letter : destination) {
-    const auto code = static_cast<unsigned char>(letter);
-    if (address) result += static_cast<char>(std::tolower(code));
-    if (!address && std::isdigit(code) != 0) result += letter;
-  }
-  return result;
-}
-
 class Evening {
  public:
-  explicit Evening(Player& player) : player_(player), addressBook_(player.device().addressBook) {}
+  explicit Evening(Session& session) : session_(session) {}
 
   void show(const Statement& statement, const Outcome& outcome) {
     const bool message = statement.command->name == "message";
     if (!message && statement.command->name != "notification") return;
-    if (situation_.empty()) showPeople();
+    if (!directory_) showPeople(directory_.emplace(session_.device().addressBook));
     showSituation();
     showArrival(statement.arguments.back().text, outcome);
   }
 
  private:
-  void showPeople() const {
+  void showPeople(const Directory& directory) const {
+    const simulator::AddressBookStore& addressBook = session_.device().addressBook;
     fmt::print("On the phone:\n");
-    for (const simulator::Person& person : addressBook_.people()) {
-      const std::vector<std::string> destinations = destinationsOf(person);
+    for (const simulator::Person& person : directory.people()) {
+      const Lines destinations = destinationsOf(person);
       Lines marks;
-      for (const simulator::Group& group : addressBook_.groups()) {
-        if (std::count(group.members.begin(), group.members.end(), person.id) > 0) {
+      for (const simulator::Group& group : directory.groups()) {
+        if (std::ranges::count(group.members, person.id) > 0)
           marks.push_back("group " + group.name);
-        }
       }
-      if (std::any_of(destinations.begin(), destinations.end(), [this](const std::string& each) {
-            return addressBook_.favouritesContain(each);
+      if (std::ranges::any_of(destinations, [&](const std::string& each) {
+            return addressBook.favouritesContain(each);
           })) {
-        marks.push_back("favourite");
+        marks.emplace_back("favourite");
       }
       fmt::print("  {}{}{}\n", padded(person.name, nameWidth),
                  padded(fmt::format("{}", fmt::join(destinations, ", ")), 44),
@@ -76,68 +62,54 @@ class Evening {
 
   // The time, and what the library holds at it; again only when that has changed.
   void showSituation() {
-    const simulator::Clock& clock = player_.device().clock;
-    const bool active = player_.library().value<bool>("isDNDActive");
-    std::string situation = fmt::format("{}  Do Not Disturb {}",
-                                        formatLocalTime(clock.local(clock.now())).substr(11, 5),
-                                        active ? "on, let through: " + allowed() : "off");
+    const simulator::Clock& clock = session_.device().clock;
+    std::string situation =
+        formatTime("%R", clock.local(clock.now())) + "  Do Not Disturb " +
+        (session_.library().isDNDActive ? "on, let through: " + allowed() : "off");
     if (situation == situation_) return;
     situation_ = std::move(situation);
     fmt::print("\n{}\n", toned(situation_, Tone::strong));
   }
 
   std::string allowed() const {
-    const auto mode = player_.library().value<std::int64_t>("allowedMessageGroup");
-    for (const simulator::Group& group : addressBook_.groups()) {
-      if (group.id == mode) return "the group " + group.name;
-    }
-    return modeName(mode);
+    const std::int64_t mode = session_.library().allowedMessageGroup;
+    return (directory_->group(mode) == nullptr ? "" : "the ") + modeName(mode, *directory_);
   }
 
   void showArrival(const std::string& sender, const Outcome& outcome) const {
+    const auto contact = directory_->contactLike(sender);
     const std::string& result = outcome.output.back();
-    fmt::print("  {}{}{}{}\n", padded(nameOf(sender), nameWidth), padded(sender, senderWidth),
-               toned(padded(result, resultWidth), result == "presented" ? Tone::good : Tone::bad),
-               reasonFor(outcome.log));
+    fmt::print(
+        "  {}{}{}{}\n", padded(contact ? contact->person : "(a stranger)", nameWidth),
+        padded(sender, senderWidth),
+        toned(padded(result, resultWidth), result == answerName(true) ? Tone::good : Tone::bad),
+        printable(reasonFor(outcome.log)));
   }
 
-  std::string nameOf(const std::string& sender) const {
-    for (const simulator::Person& person : addressBook_.people()) {
-      for (const std::string& destination : destinationsOf(person)) {
-        if (withoutSpelling(destination) == withoutSpelling(sender)) return person.name;
-      }
-    }
-    return "(a stranger)";
-  }
-
-  Player& player_;
-  const simulator::AddressBookStore& addressBook_;
+  Session& session_;
+  std::optional<Directory> directory_;  // as it is at the first message
   std::string situation_;
 };
 
 }  // namespace
 
-int runDemo(const std::filesystem::path& library) {
+int runDemo(Session& session) {
   std::istringstream text(eveningScenario);
   const std::vector<Statement> scenario = readScenario(text, scenarioName, {});
-
-  const ScratchPhone scratch(std::nullopt);
-  simulator::Device device(scratch.root());
-  Player player(device, library, true);
+  session.keepLogging();
+  Player player(session);
   player.start();
 
   fmt::print(
       "An evening on a simulated phone. The library that would run on a real one\n"
       "decides; the reasons are read from its own log.\n\n");
-  Evening evening(player);
+  Evening evening(session);
   int failures = 0;
   for (const Statement& statement : scenario) {
     const Outcome outcome = player.run(statement);
     evening.show(statement, outcome);
-    if (outcome.failure) {
-      ++failures;
-      complainAboutFailure(outcome, scenarioName);
-    }
+    complainAboutFailure(outcome, scenarioName);
+    if (outcome.failure) ++failures;
   }
   fmt::print("\nPlay an evening of your own: hushlane-sim play --help\n");
   return failures;

@@ -4,8 +4,6 @@
 // Exit status: 0 as expected; 1 an expectation failed; 2 wrong usage or a wrong scenario; 3 the
 // device directory or a file in it can't be read.
 
-#include <fmt/format.h>
-
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
@@ -14,205 +12,188 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <optional>
 #include <string>
 #include <system_error>
 
-#include "home_screen/calendar.hpp"
 #include "home_screen/demo.hpp"
-#include "home_screen/explain.hpp"
-#include "home_screen/player.hpp"
-#include "home_screen/report.hpp"
-#include "home_screen/scratch_phone.hpp"
+#include "home_screen/scenario/player.hpp"
+#include "home_screen/session/scratch_phone.hpp"
 #include "home_screen/shell.hpp"
-#include "home_screen/who.hpp"
-#include "simulator/device.hpp"
+#include "home_screen/show/json.hpp"
+#include "home_screen/show/terminal.hpp"
+#include "home_screen/show/text.hpp"
 
 namespace home_screen {
 namespace {
 
-enum ExitStatus { asExpected = 0, expectationFailed = 1, wrongUsage = 2, unreadableDevice = 3 };
-
 struct Options {
-  std::filesystem::path library;
+  Choice choice;
   std::string scenario;
   std::string sender;
-  std::optional<std::filesystem::path> device;
   std::string at;
-  std::string timeZone;
-  bool doNotDisturb = false;
+  Situation situation;
   int days = 14;
   bool trace = false;
   bool json = false;
 };
 
-std::filesystem::path defaultLibrary() {
+std::string defaultLibrary() {
   if (const char* chosen = std::getenv("HUSHLANE_LIBRARY")) return chosen;
   return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "libhushlane.so";
 }
 
-std::string displayName(const std::string& scenario) {
-  return scenario == "-" ? "standard input" : scenario;
-}
+// ---- Commands ----------------------------------------------------------------------------------
 
-std::vector<Statement> readScenarioFile(const std::string& file, KnownPeople people) {
-  if (file == "-") return readScenario(std::cin, displayName(file), std::move(people));
+std::vector<Statement> readScenarioFile(const std::string& file, People people) {
+  if (file == "-") return readScenario(std::cin, "standard input", std::move(people));
   std::error_code ignored;
   if (std::filesystem::is_directory(file, ignored)) {
-    throw ScenarioError(fmt::format("{}: is a directory; expected a scenario file", file));
+    throw ScenarioError(file + ": is a directory; expected a scenario file");
   }
   std::ifstream stream(file);
   if (!stream) {
-    throw ScenarioError(fmt::format("{}: {}; expected a scenario file", file,
-                                    std::generic_category().message(errno)));
+    throw ScenarioError(file + ": " + std::generic_category().message(errno) +
+                        "; expected a scenario file");
   }
   return readScenario(stream, file, std::move(people));
 }
 
-// Runs `use(player)` on a scratch copy of the chosen phone; its result is the exit status.
-template <class Use>
-int onPhone(const Options& options, Use use) {
-  const ScratchPhone scratch(options.device);
-  try {
-    simulator::Device device(scratch.root());
-    device.check();
-    for (const std::string& left : device.bulletinBoard.leftOut()) {
-      complain(scratch.namingOriginal(left));
-    }
-    Player player(device, options.library, options.trace);
-    return use(player);
-  } catch (const simulator::DeviceError& error) {
-    complain(scratch.namingOriginal(error.what()));
-    return unreadableDevice;
-  }
-}
-
-int runPlay(const Options& options) {
-  return onPhone(options, [&options](Player& player) {
-    const auto scenario = readScenarioFile(options.scenario, peopleOf(player.device()));
-    const int failures = play(scenario, player, [&options](const Outcome& outcome) {
-      options.json ? reportJson(outcome) : reportText(outcome, options.trace);
-      if (outcome.failure) complainAboutFailure(outcome, displayName(options.scenario));
-    });
-    return failures == 0 ? asExpected : expectationFailed;
+int playFile(Session& session, const Options& options) {
+  if (options.trace) session.keepLogging();
+  const auto scenario = readScenarioFile(options.scenario, peopleOf(session));
+  return play(scenario, session, [&options](const Outcome& outcome) {
+    options.json ? showJson(outcome) : showText(outcome, options.trace);
+    complainAboutFailure(outcome, options.scenario == "-" ? "standard input" : options.scenario);
   });
 }
 
-int runInShell(const Options& options) {
-  return onPhone(options, [&options](Player& player) {
-    switch (runShell(player, options.trace)) {
-      case ShellResult::wrongLine:
-        return wrongUsage;
-      case ShellResult::expectationFailed:
-        return expectationFailed;
-      case ShellResult::asExpected:
-        break;
-    }
-    return asExpected;
-  });
+// ---- Questions ---------------------------------------------------------------------------------
+
+enum Taken : unsigned { sender = 1, days = 2, doNotDisturb = 4, json = 8 };
+
+struct Question {
+  const char* name;
+  const char* help;
+  unsigned takes;
+  void (*answer)(Session&, const Options&);
+};
+
+constexpr Question questions[] = {
+    {"explain", "why a message is presented or held back", sender | doNotDisturb | json,
+     [](Session& session, const Options& options) {
+       const Explanation explanation = askToExplain(session, options.sender);
+       options.json ? showJson(explanation) : showText(explanation);
+     }},
+    {"who", "who would get through", doNotDisturb,
+     [](Session& session, const Options&) { showText(askWho(session)); }},
+    {"calendar", "when Do Not Disturb comes and goes", days,
+     [](Session& session, const Options& options) {
+       showText(askCalendar(session, options.days));
+     }},
+};
+
+// ---- The command line --------------------------------------------------------------------------
+
+void addPhone(CLI::App& command, Options& options) {
+  command.add_option("--device", options.choice.phone, "a copy of this phone; else an empty phone")
+      ->type_name("DIR");
 }
 
-// Brings the phone to the chosen moment, with the library in it, and asks.
-template <class Ask>
-int askPhone(const Options& options, Ask ask) {
-  return onPhone(options, [&](Player& player) {
-    simulator::Device& device = player.device();
-    if (!options.timeZone.empty()) device.clock.setTimeZone(options.timeZone);
-    player.start();
-    device.bulletinBoard.refresh();
-    if (const auto time = parseLocalTime(options.at)) device.setLocalTime(*time);
-    if (options.doNotDisturb) device.bulletinBoard.setManualDoNotDisturb(true);
-    ask(player);
-    return asExpected;
-  });
-}
-
-int runExplain(const Options& options) {
-  return askPhone(options, [&options](Player& player) {
-    Explainer explainer(player);
-    const Explanation explanation = explainer.explain(options.sender);
-    const auto changes = explainer.changesFor(options.sender);
-    const auto show = options.json ? &showExplanationAsJson : &showExplanation;
-    show(explanation, changes, player.device().clock);
-  });
+void addScenarioOptions(CLI::App& command, Options& options) {
+  addPhone(command, options);
+  command.add_flag("--trace", options.trace, "keeps debug logging on and shows the log");
+  command.footer(describeCommands());
 }
 
 void addMoment(CLI::App& command, Options& options) {
   command.add_option("--at", options.at, "the phone's local time; else 2026-11-21 20:00 UTC")
       ->type_name("WHEN")
       ->check([](const std::string& text) {
-        return parseLocalTime(text)
-                   ? std::string()
-                   : fmt::format("{} is no local time; expected \"YYYY-MM-DD HH:MM\"", text);
+        return parseLocalTime(text) ? ""
+                                    : text + " is no local time; expected \"YYYY-MM-DD HH:MM\"";
       });
-  command.add_option("--time-zone", options.timeZone, "the phone's time zone; else Etc/UTC")
+  command
+      .add_option("--time-zone", options.situation.timeZone, "the phone's time zone; else Etc/UTC")
       ->type_name("NAME")
       ->check([](const std::string& name) {
-        return isTimeZone(name) ? std::string()
+        return isTimeZone(name) ? ""
                                 : name + " is no time zone; expected one such as Europe/Berlin";
       });
 }
 
-void addDoNotDisturb(CLI::App& command, Options& options) {
-  command.add_flag("--dnd", options.doNotDisturb, "Do Not Disturb switched on by hand");
+void addQuestionOptions(CLI::App& command, unsigned takes, Options& options) {
+  if ((takes & sender) != 0) {
+    command.add_option("SENDER", options.sender, "a number or an address")
+        ->required()
+        ->type_name("");
+  }
+  if ((takes & days) != 0) {
+    command.add_option("--next", options.days, "so many days, today first; else 14")
+        ->type_name("DAYS")
+        ->check(CLI::Range(1, 366));
+  }
+  addPhone(command, options);
+  addMoment(command, options);
+  if ((takes & doNotDisturb) != 0) {
+    command.add_flag("--dnd", options.situation.doNotDisturb, "Do Not Disturb switched on by hand");
+  }
+  if ((takes & json) != 0) command.add_flag("--json", options.json, "one object");
 }
 
 int run(int argc, char** argv) {
   Options options;
-  options.library = defaultLibrary();
+  options.choice.library = defaultLibrary();
+  int status = asExpected;
 
   CLI::App app("A phone on a desk: shows which messages get through while Do Not Disturb is on.");
   app.name("hushlane-sim");
   app.set_version_flag("--version", "hushlane-sim " HUSHLANE_VERSION);
-  app.add_option("--library", options.library, "the library; else $HUSHLANE_LIBRARY, else its own")
+  app.add_option("--library", options.choice.library,
+                 "the library; else $HUSHLANE_LIBRARY, else its own")
       ->type_name("FILE");
   app.require_subcommand(1);
   app.fallthrough();
 
-  const CLI::App* demo = app.add_subcommand("demo", "a built-in phone and evening");
-  CLI::App* playing = app.add_subcommand("play", "plays a scenario file");
+  // A command of the program: what it does in a session on the chosen phone.
+  const auto add = [&](const char* name, const char* help,
+                       const std::function<void(Session&)>& use) {
+    CLI::App* command = app.add_subcommand(name, help);
+    command->callback([&options, use] { onScratchPhone(options.choice, &complain, use); });
+    return command;
+  };
+
+  add("demo", "a built-in phone and evening", [&](Session& session) {
+    if (runDemo(session) > 0) status = expectationFailed;
+  });
+
+  CLI::App* playing = add("play", "plays a scenario file", [&](Session& session) {
+    if (playFile(session, options) > 0) status = expectationFailed;
+  });
   playing->add_option("SCENARIO", options.scenario, "the file; - is standard input")
       ->required()
       ->type_name("");
-  CLI::App* explaining = app.add_subcommand("explain", "why a message is presented or held back");
-  explaining->add_option("SENDER", options.sender, "a number or an address")
-      ->required()
-      ->type_name("");
-  CLI::App* asking = app.add_subcommand("who", "who would get through");
-  CLI::App* calendar = app.add_subcommand("calendar", "when Do Not Disturb comes and goes");
-  calendar->add_option("--next", options.days, "so many days, today first; else 14")
-      ->type_name("DAYS")
-      ->check(CLI::Range(1, 366));
-  CLI::App* shell = app.add_subcommand("shell", "the scenario language at a prompt");
-
-  for (CLI::App* command : {playing, explaining, asking, calendar, shell}) {
-    command->add_option("--device", options.device, "a copy of this phone; else an empty phone")
-        ->type_name("DIR");
-  }
-  for (CLI::App* command : {explaining, asking, calendar}) addMoment(*command, options);
-  for (CLI::App* command : {explaining, asking}) addDoNotDisturb(*command, options);
-  for (CLI::App* command : {playing, shell}) {
-    command->add_flag("--trace", options.trace, "keeps debug logging on and shows the log");
-    command->footer(describeCommands());
-  }
+  addScenarioOptions(*playing, options);
   playing->add_flag("--json", options.json, "one object a line for each command");
-  explaining->add_flag("--json", options.json, "one object");
+
+  for (const Question& question : questions) {
+    CLI::App* command = add(question.name, question.help, [&](Session& session) {
+      options.situation.time = parseLocalTime(options.at);
+      session.start(options.situation);
+      question.answer(session, options);
+    });
+    addQuestionOptions(*command, question.takes, options);
+  }
+
+  CLI::App* shell = add("shell", "the scenario language at a prompt",
+                        [&](Session& session) { status = runShell(session, options.trace); });
+  addScenarioOptions(*shell, options);
 
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? asExpected : wrongUsage;
   }
-
-  if (demo->parsed()) {
-    return runDemo(options.library) == 0 ? asExpected : expectationFailed;
-  }
-  if (explaining->parsed()) return runExplain(options);
-  if (asking->parsed()) return askPhone(options, &showWho);
-  if (calendar->parsed()) {
-    return askPhone(options, [&options](Player& player) { showCalendar(player, options.days); });
-  }
-  return shell->parsed() ? runInShell(options) : runPlay(options);
+  return status;
 }
 
 }  // namespace
@@ -225,7 +206,7 @@ int main(int argc, char** argv) {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
     complain("standard output: " + std::generic_category().message(errno));
     return wrongUsage;
-  } catch (const simulator::DeviceError& error) {
+  } catch (const PhoneError& error) {
     complain(error.what());
     return unreadableDevice;
   } catch (const std::exception& error) {

@@ -2,15 +2,15 @@
 // there are a prompt, history and completion; otherwise lines are read and answered as in a play.
 #pragma once
 
-#include "home_screen/player.hpp"
+#include "home_screen/show/terminal.hpp"
 
 namespace home_screen {
 
-enum class ShellResult { asExpected, expectationFailed, wrongLine };
+class Session;
 
 // Reads standard input to its end or to `quit`. A wrong line is complained about, and the next one
 // read. The result is the worst of all lines. Throws std::runtime_error when the library can't be
 // loaded, and DeviceError.
-ShellResult runShell(Player& player, bool trace);
+ExitStatus runShell(Session& session, bool trace);
 
 }  // namespace home_screen

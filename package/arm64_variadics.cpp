@@ -2,7 +2,8 @@
 // of Linux. On the phone the arguments that stand for the dots lie on the stack; Linux passes them
 // in registers, after the named ones. None of the library's are floating-point numbers.
 //
-// The program's definitions come before those of the simulated phone, to which they hand on.
+// The program's definitions come before those of the simulated phone, to which they hand on. Of the
+// messages one is variadic.
 // https://developer.apple.com/documentation/xcode/writing-arm64-code-for-apple-platforms
 #include <dlfcn.h>
 
@@ -10,12 +11,12 @@ extern "C" {
 
 void* sel_registerName(const char* name);
 
-void* formattingFunction;
+void* formattingSelector;
+void* messageFunction;
 void* loggingFunction;
-void formatFromStack();
 
 asm(R"(
-  .global NSLog, formatFromStack
+  .global NSLog, objc_msgSend
 NSLog:
   ldp x1, x2, [sp]
   ldp x3, x4, [sp, 16]
@@ -24,25 +25,23 @@ NSLog:
   adrp x16, loggingFunction
   ldr x16, [x16, :lo12:loggingFunction]
   br x16
-formatFromStack:
+objc_msgSend:
+  adrp x16, formattingSelector
+  ldr x16, [x16, :lo12:formattingSelector]
+  cmp x1, x16
+  b.ne 1f
   ldp x3, x4, [sp]
   ldp x5, x6, [sp, 16]
   ldr x7, [sp, 32]
-  adrp x16, formattingFunction
-  ldr x16, [x16, :lo12:formattingFunction]
+1:
+  adrp x16, messageFunction
+  ldr x16, [x16, :lo12:messageFunction]
   br x16
 )");
 
-void* class_getMethodImplementation(void* type, void* selector) {
-  static auto* const next =
-      reinterpret_cast<void* (*)(void*, void*)>(dlsym(RTLD_NEXT, "class_getMethodImplementation"));
-  void* const found = next(type, selector);
-  if (selector != sel_registerName("stringWithFormat:")) return found;
-  formattingFunction = found;
-  return reinterpret_cast<void*>(&formatFromStack);
-}
-
-[[gnu::constructor]] static void findLoggingFunction() {
+[[gnu::constructor]] static void findFunctions() {
+  formattingSelector = sel_registerName("stringWithFormat:");
+  messageFunction = dlsym(RTLD_NEXT, "objc_msgSend");
   loggingFunction = dlsym(RTLD_NEXT, "NSLog");
 }
 

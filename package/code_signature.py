@@ -8,7 +8,7 @@ Layouts and numbers: https://github.com/apple-oss-distributions/xnu/blob/main/os
 import hashlib
 import struct
 
-import mach_o
+from package import mach_o
 
 SUPER_BLOB, CODE_DIRECTORY, REQUIREMENTS = 0xFADE0CC0, 0xFADE0C02, 0xFADE0C01
 DIRECTORY_SLOT, REQUIREMENTS_SLOT, ALTERNATE_DIRECTORY_SLOT = 0, 2, 0x1000

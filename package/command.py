@@ -9,14 +9,11 @@ import shutil
 import sys
 import tempfile
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(ROOT / "script"))
+from package import build, emulation
+from tools import project
+from tools.project import ROOT
 
-import build  # noqa: E402
-import emulation  # noqa: E402
-import verify  # noqa: E402
-
-SOURCES = (*build.ROOMS, "include", "package", "CMakeLists.txt", "LICENSE")
+SOURCES = (*project.LIBRARY_FOLDERS, "include", "package", "CMakeLists.txt", "LICENSE")
 
 
 def rebuilt_elsewhere():
@@ -32,12 +29,13 @@ def compiles_for_armv7():
     with tempfile.TemporaryDirectory() as directory:
         try:
             build.compile_slice(ROOT, "armv7", pathlib.Path(directory), build.library_sources(ROOT))
-        except build.BuildError as error:
+        except project.CommandFailed as error:
             return [str(error)]
         return []
 
 
 def checks(package):
+    from package import verify  # by a module of Debian's, which the set-up may just have installed
     yield from verify.verify(package, ROOT)
     same = rebuilt_elsewhere() == package
     yield ("a build in another directory gives the same bytes",
@@ -46,40 +44,25 @@ def checks(package):
 
 
 def emulated(package):
+    from package import verify
     library = verify.Package(package).files[build.DYLIB]
     yield ("plays as the desk build does, on an emulated arm64 processor",
            list(emulation.complaints(ROOT, library)))
 
 
-def report(results):
-    failed = False
-    for title, complaints in results:
-        print(f"  {'FAILED' if complaints else 'ok':6}  {title}", flush=True)
-        for text in complaints:
-            print(f"          {text}", flush=True)
-        failed = failed or bool(complaints)
-    return failed
-
-
 def main():
-    parser = argparse.ArgumentParser(prog="script/package", description=__doc__)
+    parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--verify", action="store_true", help="check the built package as well")
     parser.add_argument("--emulate", action="store_true",
                         help="play the built package's library, too (takes minutes)")
     options = parser.parse_args()
-    try:
-        package = build.package(ROOT)
-        target = ROOT / "build/package" / build.file_name(ROOT)
-        target.parent.mkdir(parents=True, exist_ok=True)
-        target.write_bytes(package)
-        print(f"built {target.relative_to(ROOT)}, {len(package)} bytes", flush=True)
-        if options.verify and report(checks(package)):
-            sys.exit("the package is refused")
-        if options.emulate and report(emulated(package)):
-            sys.exit("the library behaves differently")
-    except build.BuildError as error:
-        sys.exit(str(error))
-
-
-if __name__ == "__main__":
-    main()
+    project.set_up()
+    package = build.package(ROOT)
+    target = ROOT / "build/package" / build.file_name(ROOT)
+    target.parent.mkdir(parents=True, exist_ok=True)
+    target.write_bytes(package)
+    print(f"built {target.relative_to(ROOT)}, {len(package)} bytes", flush=True)
+    if options.verify and project.report(checks(package)):
+        sys.exit("the package is refused")
+    if options.emulate and project.report(emulated(package)):
+        sys.exit("the library behaves differently")

@@ -3,14 +3,18 @@
 Every check is a function of the parsed package that gives what is wrong, in words.
 """
 
+import io
+import pathlib
 import plistlib
 import re
+import tarfile
+import zlib
 
-import archive
-import build
-import code_signature
-import interface
-import mach_o
+from debian.arfile import ArError
+from debian.debfile import DebFile
+
+from package import build, code_signature, mach_o
+from tools import interface
 
 SIZE_LIMIT = 96 * 1024
 CONTROL_FIELDS = ("Package", "Name", "Version", "Architecture", "Section", "Maintainer", "Depends",
@@ -41,23 +45,35 @@ SECTIONS = {
 }
 
 
+class DamagedPackage(Exception):
+    pass
+
+
 class Package:
-    """A package taken apart. Raises ArchiveError or MachOError when that can't be done."""
+    """A package taken apart. Raises DamagedPackage or MachOError when that can't be done."""
 
     def __init__(self, data):
-        self.members = archive.unpack(data)
-        contents = dict(self.members)
-        if [name for name, _ in self.members] != ["debian-binary", "control.tar.gz", "data.tar.gz"]:
-            raise archive.ArchiveError(f"its members are {', '.join(contents)}")
-        if contents["debian-binary"] != b"2.0\n":
-            raise archive.ArchiveError("it is of another format than 2.0")
-        self.control_entries = archive.untar(contents["control.tar.gz"])
-        self.entries = archive.untar(contents["data.tar.gz"])
-        self.files = {entry.name.removeprefix("./"): data
-                      for entry, data in self.entries if entry.isreg()}
+        try:
+            self._read(DebFile(fileobj=io.BytesIO(data)), len(data))
+        except (ArError, tarfile.TarError, zlib.error, OSError, EOFError, ValueError) as error:
+            raise DamagedPackage(f"damaged archive: {error}") from error
         if build.DYLIB not in self.files:
-            raise archive.ArchiveError(f"it has no {build.DYLIB}")
+            raise DamagedPackage(f"it has no {build.DYLIB}")
         self.dylib = mach_o.Dylib(self.files[build.DYLIB])
+
+    def _read(self, archive, size):
+        members = 8 + sum(60 + member.size + member.size % 2 for member in archive.members)
+        if members != size:
+            raise DamagedPackage(f"its members take {members} bytes, but it has {size}")
+        if archive.getnames() != ["debian-binary", "control.tar.gz", "data.tar.gz"]:
+            raise DamagedPackage(f"its members are {', '.join(archive.getnames())}")
+        if archive.version != b"2.0":
+            raise DamagedPackage("it is of another format than 2.0")
+        self.control = archive.debcontrol()
+        self.control_entries = archive.control.tgz().getmembers()
+        self.entries = archive.data.tgz().getmembers()
+        self.files = {entry.name.removeprefix("./"): archive.data.tgz().extractfile(entry).read()
+                      for entry in self.entries if entry.isreg()}
 
 
 def stub_symbols(root):
@@ -77,16 +93,12 @@ def without_underscore(name):
 # ---- The archive ---------------------------------------------------------------------------------
 
 def control(package, root):
-    text = next((data for entry, data in package.control_entries if entry.name == "./control"), b"")
-    listed = re.findall(r"^([\w-]+): *(.*)$", text.decode(), flags=re.M)
-    fields = dict(listed)
+    fields = package.control
     for name in CONTROL_FIELDS:
         if not fields.get(name):
             yield f"the control file has no {name}"
     for name in sorted(set(fields) - set(CONTROL_FIELDS)):
         yield f"{name} does not belong there"
-    if len(listed) != len(fields):
-        yield "a field is there twice"
     wanted = FIXED_FIELDS | {"Version": build.version(root), "Installed-Size": str(
         sum(-(-len(data) // 1024) for data in package.files.values()))}
     for name, value in wanted.items():
@@ -96,24 +108,25 @@ def control(package, root):
 
 def file_list(package, _):
     for entries, files in ((package.entries, FILE_MODES), (package.control_entries, ["control"])):
-        wanted = set(archive.with_directories(files))
-        found = [entry.name + "/" * entry.isdir() for entry, _ in entries]
+        wanted = {f"./{name}" for name in files} | {
+            f"./{folder}/" for name in files for folder in pathlib.PurePath(name).parents}
+        found = [f"./{entry.name.removeprefix('./')}" + "/" * entry.isdir() for entry in entries]
         for name in sorted(wanted ^ set(found)):
             yield f"{name} is missing" if name in wanted else f"{name} does not belong there"
         if len(found) != len(set(found)):
             yield "an entry is there twice"
-        for entry, _ in entries:
+        for entry in entries:
             if not entry.isreg() and not entry.isdir():
                 yield f"{entry.name} is neither a file nor a directory"
 
 
 def modes_and_owner(package, _):
-    for entry, _ in package.entries + package.control_entries:
+    for entry in package.entries + package.control_entries:
         name = entry.name.removeprefix("./")
         mode = 0o755 if entry.isdir() else FILE_MODES.get(name, 0o644)
         if entry.mode != mode:
             yield f"{name} has mode {entry.mode:04o} instead of {mode:04o}"
-        if (entry.uid, entry.gid, entry.uname, entry.gname) != (0, 0, "root", "wheel"):
+        if (entry.uid, entry.gid, entry.uname, entry.gname) != (0, 0, "root", "root"):
             yield (f"{name} belongs to {entry.uname}:{entry.gname} ({entry.uid}:{entry.gid}), "
                    "not to root")
 
@@ -256,6 +269,6 @@ def verify(data, root):
     """Pairs of a check's title and its complaints; complaints alone when it can't be taken apart."""
     try:
         package = Package(data)
-    except (archive.ArchiveError, mach_o.MachOError) as error:
+    except (DamagedPackage, mach_o.MachOError) as error:
         return [("package can be taken apart", [str(error)])]
     return [(title, list(check(package, root))) for title, check in CHECKS]

@@ -115,11 +115,14 @@ extern "C" {
 // ---- Objective-C runtime -----------------------------------------------------------------------
 
 Class objc_getClass(const char* name) noexcept;
-Class object_getClass(id object) noexcept;
 SEL sel_registerName(const char* name) noexcept;
-// Never null: a method that does not exist yields an implementation that raises when it is called.
-IMP class_getMethodImplementation(Class type, SEL selector) noexcept;
-BOOL class_respondsToSelector(Class type, SEL selector) noexcept;
+// To be cast to the method's own type, with receiver and selector in front. Gives zero for a null
+// receiver; raises for a method that does not exist. 32-bit ARM has another entry for a method that
+// returns an aggregate in memory.
+void objc_msgSend();
+#if defined(__arm__)
+void objc_msgSend_stret();
+#endif
 void* objc_autoreleasePoolPush() noexcept;
 void objc_autoreleasePoolPop(void* pool) noexcept;
 id objc_retain(id object) noexcept;

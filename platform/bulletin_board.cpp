@@ -1,30 +1,27 @@
 #include "platform/bulletin_board.hpp"
 
+#include "platform/runtime.hpp"
+
 namespace hushlane::platform {
 
-bool addressBookContains(id server, NSString* destinationID) {
-  const SEL question = selector<"_doesAddressBookContainDestinationID:">();
-  return respondsTo(server, question) && send<BOOL>(server, question, destinationID);
+bool addressBookContains(BBServer* server, NSString* destinationID) {
+  return sendIfAnswered<"_doesAddressBookContainDestinationID:", BOOL(NSString*)>(server,
+                                                                                  destinationID);
 }
 
-bool favoritesListContains(id server, NSString* destinationID) {
-  const SEL question = selector<"_doesFavoritesListContainDestinationID:">();
-  return respondsTo(server, question) && send<BOOL>(server, question, destinationID);
+bool favoritesListContains(BBServer* server, NSString* destinationID) {
+  return sendIfAnswered<"_doesFavoritesListContainDestinationID:", BOOL(NSString*)>(server,
+                                                                                    destinationID);
 }
 
-void askWhetherToPresentInFeed(id server, int32_t type, NSString* destinationID) {
+void askWhetherToPresentInFeed(BBServer* server, int32_t type, NSString* destinationID) {
   constexpr NSUInteger anyFeed = 0;
-  const SEL question =
-      selector<"shouldPresentNotificationOfType:fromSenderWithDestinationID:inFeed:">();
-  if (respondsTo(server, question)) {
-    send<BOOL>(server, question, type, destinationID, anyFeed);
-  }
+  sendIfAnswered<"shouldPresentNotificationOfType:fromSenderWithDestinationID:inFeed:",
+                 BOOL(int32_t, NSString*, NSUInteger)>(server, type, destinationID, anyFeed);
 }
 
 NSArray* effectiveIntervals(id behaviorOverride) {
-  const SEL question = selector<"effectiveIntervals">();
-  return respondsTo(behaviorOverride, question) ? send<NSArray*>(behaviorOverride, question)
-                                                : nullptr;
+  return sendIfAnswered<"effectiveIntervals", NSArray*()>(behaviorOverride);
 }
 
 }  // namespace hushlane::platform

@@ -2,17 +2,17 @@
 // and go with the system: each is asked only of an object that answers to it. Any thread.
 #pragma once
 
-#include "platform/runtime.hpp"
+#include "platform/abi.hpp"
 
 namespace hushlane::platform {
 
 // False on a server that has no such list to ask.
-bool addressBookContains(id server, NSString* destinationID);
-bool favoritesListContains(id server, NSString* destinationID);
+bool addressBookContains(BBServer* server, NSString* destinationID);
+bool favoritesListContains(BBServer* server, NSString* destinationID);
 
 // The same question as the replaced decision, with a feed. Hosts from Foundation 1300.0 on put it
 // to their server; its answer is not used.
-void askWhetherToPresentInFeed(id server, int32_t type, NSString* destinationID);
+void askWhetherToPresentInFeed(BBServer* server, int32_t type, NSString* destinationID);
 
 // Null for an object that is no override.
 NSArray* effectiveIntervals(id behaviorOverride);

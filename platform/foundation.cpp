@@ -2,121 +2,120 @@
 
 namespace hushlane::platform {
 
-NSUInteger length(NSString* string) { return send<NSUInteger>(string, selector<"length">()); }
+namespace {
+
+template <Text className, class T>
+Ref<T> make() {
+  return adopt(send<"init", T*()>(send<"alloc", id()>(classNamed<className>())));
+}
+
+}  // namespace
+
+NSUInteger length(NSString* string) { return send<"length", NSUInteger()>(string); }
 
 NSString* substringFromIndex(NSString* string, NSUInteger index) {
-  return send<NSString*>(string, selector<"substringFromIndex:">(), index);
+  return send<"substringFromIndex:", NSString*(NSUInteger)>(string, index);
 }
 
 NSUInteger locationOfString(NSString* string, NSString* wanted) {
-  if (string == nullptr || wanted == nullptr) return NSNotFound;
-  return send<NSRange>(string, selector<"rangeOfString:">(), wanted).location;
+  if (string == nullptr || wanted == nullptr) return 0;
+  return send<"rangeOfString:", NSRange(NSString*)>(string, wanted).location;
 }
 
-// A variadic method must be called through a variadic type: on arm64 phones the arguments that
-// stand for the dots go on the stack, and named ones do not.
 NSString* stringWithFormat(NSString* format, int32_t value) {
-  const id type = classNamed<"NSString">();
-  if (type == nullptr || format == nullptr) return nullptr;
-  const SEL name = selector<"stringWithFormat:">();
-  const IMP implementation = class_getMethodImplementation(object_getClass(type), name);
-  using Formatting = NSString* (*)(id, SEL, NSString*, ...);
-  return reinterpret_cast<Formatting>(implementation)(type, name, format, value);
+  if (format == nullptr) return nullptr;
+  return send<"stringWithFormat:", NSString*(NSString*, ...)>(classNamed<"NSString">(), format,
+                                                              value);
 }
 
 NSCharacterSet* characterSetWithCharactersInString(NSString* characters) {
   if (characters == nullptr) return nullptr;
-  return send<NSCharacterSet*>(classNamed<"NSCharacterSet">(),
-                               selector<"characterSetWithCharactersInString:">(), characters);
+  return send<"characterSetWithCharactersInString:", NSCharacterSet*(NSString*)>(
+      classNamed<"NSCharacterSet">(), characters);
 }
 
 NSCharacterSet* invertedSet(NSCharacterSet* set) {
-  return send<NSCharacterSet*>(set, selector<"invertedSet">());
+  return send<"invertedSet", NSCharacterSet*()>(set);
 }
 
 NSArray* componentsSeparatedByCharactersInSet(NSString* string, NSCharacterSet* separators) {
   if (separators == nullptr) return nullptr;
-  return send<NSArray*>(string, selector<"componentsSeparatedByCharactersInSet:">(), separators);
+  return send<"componentsSeparatedByCharactersInSet:", NSArray*(NSCharacterSet*)>(string,
+                                                                                  separators);
 }
 
 NSString* componentsJoinedByString(NSArray* components, NSString* separator) {
   if (separator == nullptr) return nullptr;
-  return send<NSString*>(components, selector<"componentsJoinedByString:">(), separator);
+  return send<"componentsJoinedByString:", NSString*(NSString*)>(components, separator);
 }
 
 NSNumber* numberWithInt(int32_t value) {
-  return send<NSNumber*>(classNamed<"NSNumber">(), selector<"numberWithInt:">(), value);
+  return send<"numberWithInt:", NSNumber*(int32_t)>(classNamed<"NSNumber">(), value);
 }
 
-bool hasIntValue(id value) { return respondsTo(value, selector<"intValue">()); }
-
-int32_t intValue(id value) { return send<int32_t>(value, selector<"intValue">()); }
-
-bool hasBoolValue(id value) { return respondsTo(value, selector<"boolValue">()); }
-
-bool boolValue(id value) { return send<BOOL>(value, selector<"boolValue">()); }
-
-Ref<NSMutableArray> makeMutableArray() {
-  const id allocated = send<id>(classNamed<"NSMutableArray">(), selector<"alloc">());
-  return adopt(send<NSMutableArray*>(allocated, selector<"init">()));
+int64_t intValue(id value, int64_t absent) {
+  return respondsTo<"intValue">(value) ? send<"intValue", int32_t()>(value) : absent;
 }
+
+bool boolValue(id value, bool absent) {
+  return respondsTo<"boolValue">(value) ? send<"boolValue", BOOL()>(value) : absent;
+}
+
+Ref<NSMutableArray> makeMutableArray() { return make<"NSMutableArray", NSMutableArray>(); }
 
 void addObject(NSMutableArray* array, id object) {
-  if (object != nullptr) send<void>(array, selector<"addObject:">(), object);
+  if (object != nullptr) send<"addObject:", void(id)>(array, object);
 }
 
 bool containsObject(NSArray* array, id object) {
-  return object != nullptr && send<BOOL>(array, selector<"containsObject:">(), object);
+  return object != nullptr && send<"containsObject:", BOOL(id)>(array, object);
 }
 
-bool isArray(id object) { return respondsTo(object, selector<"objectAtIndex:">()); }
+bool isArray(id object) { return respondsTo<"objectAtIndex:">(object); }
 
-NSUInteger count(NSArray* array) { return send<NSUInteger>(array, selector<"count">()); }
+NSUInteger count(NSArray* array) { return send<"count", NSUInteger()>(array); }
 
 id objectAtIndex(NSArray* array, NSUInteger index) {
-  return send<id>(array, selector<"objectAtIndex:">(), index);
+  return send<"objectAtIndex:", id(NSUInteger)>(array, index);
 }
 
 Ref<NSMutableDictionary> makeMutableDictionary() {
-  const id allocated = send<id>(classNamed<"NSMutableDictionary">(), selector<"alloc">());
-  return adopt(send<NSMutableDictionary*>(allocated, selector<"init">()));
+  return make<"NSMutableDictionary", NSMutableDictionary>();
 }
 
 void setObjectForKey(NSMutableDictionary* dictionary, id object, NSString* key) {
   if (object == nullptr || key == nullptr) return;
-  send<void>(dictionary, selector<"setObject:forKey:">(), object, key);
+  send<"setObject:forKey:", void(id, id)>(dictionary, object, key);
 }
 
 id objectForKey(NSDictionary* dictionary, NSString* key) {
   if (key == nullptr) return nullptr;
-  return send<id>(dictionary, selector<"objectForKey:">(), key);
+  return send<"objectForKey:", id(id)>(dictionary, key);
 }
 
 Ref<NSDictionary> dictionaryWithContentsOfFile(NSString* path) {
   if (path == nullptr) return {};
-  const id allocated = send<id>(classNamed<"NSDictionary">(), selector<"alloc">());
-  return adopt(send<NSDictionary*>(allocated, selector<"initWithContentsOfFile:">(), path));
+  const id allocated = send<"alloc", id()>(classNamed<"NSDictionary">());
+  return adopt(send<"initWithContentsOfFile:", NSDictionary*(NSString*)>(allocated, path));
 }
 
-Ref<NSDate> makeDate() {
-  const id allocated = send<id>(classNamed<"NSDate">(), selector<"alloc">());
-  return adopt(send<NSDate*>(allocated, selector<"init">()));
-}
+Ref<NSDate> makeDate() { return make<"NSDate", NSDate>(); }
 
-NSDate* date() { return send<NSDate*>(classNamed<"NSDate">(), selector<"date">()); }
+NSDate* date() { return send<"date", NSDate*()>(classNamed<"NSDate">()); }
 
 NSInteger weekdayOf(NSDate* moment) {
   constexpr NSUInteger weekdayUnit = 512;
-  const id calendar = send<id>(classNamed<"NSCalendar">(), selector<"currentCalendar">());
-  const id components = send<id>(calendar, selector<"components:fromDate:">(), weekdayUnit, moment);
-  return send<NSInteger>(components, selector<"weekday">());
+  const id calendar = send<"currentCalendar", id()>(classNamed<"NSCalendar">());
+  const id components =
+      send<"components:fromDate:", id(NSUInteger, NSDate*)>(calendar, weekdayUnit, moment);
+  return send<"weekday", NSInteger()>(components);
 }
 
-bool isData(id object) { return respondsTo(object, selector<"bytes">()); }
+bool isData(id object) { return respondsTo<"bytes">(object); }
 
 id unarchiveObjectWithData(NSData* data) {
   if (data == nullptr) return nullptr;
-  return send<id>(classNamed<"NSKeyedUnarchiver">(), selector<"unarchiveObjectWithData:">(), data);
+  return send<"unarchiveObjectWithData:", id(NSData*)>(classNamed<"NSKeyedUnarchiver">(), data);
 }
 
 }  // namespace hushlane::platform

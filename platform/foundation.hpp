@@ -1,9 +1,10 @@
-// Foundation, as far as the library uses it: one function for each operation, under its name.
+// Foundation, as far as the library uses it: one function for each operation, under its name, or
+// for a few that always go together.
 //
 // A `Ref` result belongs to the caller. A raw pointer does not: it is good while its owner or the
 // surrounding autorelease scope lasts. An operation on nothing gives nothing, zero or false; so
-// does an operation that would have to be handed nothing where the platform raises on it. All
-// else that the platform raises passes through. Any thread.
+// does an operation that would have to be handed nothing where the platform raises on it. A missing
+// date is handed on. All that the platform raises passes through. Any thread.
 #pragma once
 
 #include "platform/runtime.hpp"
@@ -14,19 +15,15 @@ namespace hushlane::platform {
 
 NSUInteger length(NSString* string);
 NSString* substringFromIndex(NSString* string, NSUInteger index);
-NSUInteger locationOfString(NSString* string, NSString* wanted);  // NSNotFound when it has none
+// rangeOfString:, the location. NSNotFound when there is none; 0 in nothing and for nothing.
+NSUInteger locationOfString(NSString* string, NSString* wanted);
 NSString* stringWithFormat(NSString* format, int32_t value);
 
-// hasSuffix: for many strings and one ending, which must live as long. False for an empty ending.
-class HasSuffix {
- public:
-  explicit HasSuffix(NSString* ending) noexcept : ending_(ending) {}
-  bool operator()(NSString* string) { return ending_ != nullptr && message_(string, ending_); }
-
- private:
-  NSString* ending_;
-  RepeatedMessage<BOOL, NSString*> message_{selector<"hasSuffix:">()};
-};
+// False for no ending, and on the platform for an empty one. In the header, since a search asks
+// every entry of a list.
+inline bool hasSuffix(NSString* string, NSString* ending) {
+  return ending != nullptr && send<"hasSuffix:", BOOL(NSString*)>(string, ending);
+}
 
 NSCharacterSet* characterSetWithCharactersInString(NSString* characters);
 NSCharacterSet* invertedSet(NSCharacterSet* set);
@@ -37,10 +34,9 @@ NSString* componentsJoinedByString(NSArray* components, NSString* separator);
 
 NSNumber* numberWithInt(int32_t value);
 
-bool hasIntValue(id value);
-int32_t intValue(id value);
-bool hasBoolValue(id value);
-bool boolValue(id value);
+// `absent` for what has no such reading.
+int64_t intValue(id value, int64_t absent);
+bool boolValue(id value, bool absent);
 
 // ---- Collections -------------------------------------------------------------------------------
 
@@ -48,7 +44,7 @@ Ref<NSMutableArray> makeMutableArray();
 void addObject(NSMutableArray* array, id object);  // nothing is added for nothing
 bool containsObject(NSArray* array, id object);
 
-bool isArray(id object);  // can it be counted and indexed?
+bool isArray(id object);  // does it answer to objectAtIndex:?
 NSUInteger count(NSArray* array);
 id objectAtIndex(NSArray* array, NSUInteger index);
 
@@ -94,8 +90,9 @@ class Each {
   static constexpr NSUInteger batch = 16;
 
   NSUInteger fetch() {
-    return send<NSUInteger>(array_, selector<"countByEnumeratingWithState:objects:count:">(),
-                            &state_, buffer_, batch);
+    return send<"countByEnumeratingWithState:objects:count:",
+                NSUInteger(NSFastEnumerationState*, id*, NSUInteger)>(array_, &state_, buffer_,
+                                                                      batch);
   }
 
   NSArray* array_;

@@ -1,4 +1,5 @@
-// The platform log. `log<"HL: text %@ %d">(object, number)` writes one entry.
+// The platform log. `log<"HL: text %@ %d">(object, number)` writes one entry. The texts are a
+// contract with whoever reads or searches the log: they stay as they are, spelling included.
 //
 // The text is checked at compile time against the arguments: `%@` takes an object or a boolean,
 // which is printed as "y" or "n"; `%d` takes an integer, of which 32 bits are printed. A cell is

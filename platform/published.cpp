@@ -4,9 +4,9 @@
 
 namespace hushlane::platform {
 
-Ref<objc_object> PublishedObject::readObject() const noexcept {
+id PublishedObject::retainCurrent() const noexcept {
   __atomic_fetch_add(&readers_, 1, __ATOMIC_SEQ_CST);
-  Ref<objc_object> object = retain(__atomic_load_n(&current_, __ATOMIC_SEQ_CST));
+  const id object = objc_retain(__atomic_load_n(&current_, __ATOMIC_SEQ_CST));
   __atomic_fetch_sub(&readers_, 1, __ATOMIC_SEQ_CST);
   return object;
 }

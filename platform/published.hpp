@@ -1,12 +1,10 @@
-// Process-wide values that one thread writes and any thread reads.
+// Access to process-wide values that one thread writes and any thread reads. The values themselves
+// are plain variables, so that code outside the library may look them up by name.
 //
-// `Cell` holds a scalar. `Published` owns an object and replaces it whole: a reader gets the old
-// one or the new one, complete, and keeps it alive for as long as it likes. Neither side waits.
-// Objects must not change once published. The one writer may be different threads at different
-// times, when something else orders them.
-//
-// The first bytes of each are the plain value, for code outside the library that knows it only by
-// its exported name.
+// `Cell` gives access to a scalar. `Published` makes an object variable own its object and replaces
+// that whole: a reader gets the old one or the new one, complete, and keeps it alive for as long as
+// it likes. Neither side waits. Objects must not change once published. The one writer may be
+// different threads at different times, when something else orders them.
 //
 // Why a reader never meets a freed object. A reader (1) counts itself in, (2) loads the pointer,
 // (3) retains, (4) counts itself out. The writer (5) exchanges the pointer, then (6) reads the
@@ -24,31 +22,33 @@ namespace hushlane::platform {
 template <class T>
 class Cell {
  public:
-  constexpr Cell() noexcept = default;
-  Cell(const Cell&) = delete;
-  Cell& operator=(const Cell&) = delete;
+  constexpr explicit Cell(T& value) noexcept : value_(value) {}
 
-  T load() const noexcept { return __atomic_load_n(&value_, __ATOMIC_SEQ_CST); }
-  void store(T value) noexcept { __atomic_store_n(&value_, value, __ATOMIC_SEQ_CST); }
+  T load() const noexcept { return __atomic_load_n(aligned(), __ATOMIC_SEQ_CST); }
+  void store(T value) const noexcept { __atomic_store_n(aligned(), value, __ATOMIC_SEQ_CST); }
 
  private:
-  alignas(sizeof(T)) T value_ = T();
+  // As the variables are defined, also where their type asks for less.
+  using Aligned [[gnu::aligned(sizeof(T))]] = T;
+  Aligned* aligned() const noexcept { return reinterpret_cast<Aligned*>(&value_); }
+
+  T& value_;
 };
 
 // The part of Published that does not depend on the kind of object.
 class PublishedObject {
  protected:
-  constexpr PublishedObject() noexcept = default;
+  consteval explicit PublishedObject(id& variable) noexcept : current_(variable) {}
   PublishedObject(const PublishedObject&) = delete;
   PublishedObject& operator=(const PublishedObject&) = delete;
 
-  Ref<objc_object> readObject() const noexcept;
+  id retainCurrent() const noexcept;
   void publishObject(Ref<objc_object> next);
 
  private:
   void retire(id replaced);
 
-  id current_ = nullptr;
+  id& current_;
   mutable uintptr_t readers_ = 0;      // between (1) and (4)
   NSMutableArray* retired_ = nullptr;  // the writer's: replaced while a reader was in between
 };
@@ -56,8 +56,10 @@ class PublishedObject {
 template <class T>
 class Published : private PublishedObject {
  public:
+  consteval explicit Published(id& variable) noexcept : PublishedObject(variable) {}
+
   // An owning handle of the current object; null while there is none. Any thread.
-  Ref<T> read() const noexcept { return adopt(static_cast<T*>(readObject().leak())); }
+  Ref<T> read() const noexcept { return adopt(static_cast<T*>(retainCurrent())); }
 
   // Makes `next` the current object and releases the one before, at once or, when a reader is just
   // about to retain it, at a later publication. The writer's thread.

@@ -1,5 +1,5 @@
-// Messages, classes, selectors and constant strings of the Objective-C runtime, without a compiler
-// that knows them.
+// Messages, classes, selectors and constant strings of the Objective-C runtime,
+// without a compiler that knows them.
 //
 // Only `platform/` sends messages; the rules call functions that bear the operation's name. All
 // of this may be used on any thread.
@@ -28,71 +28,74 @@ inline constexpr Text storedText = text;
 template <Text name>
 inline constinit SEL knownSelector = nullptr;
 
+[[gnu::cold]] SEL registerSelector(SEL& known, const char* name) noexcept;
+
 template <Text name>
 SEL selector() noexcept {
-  SEL known = __atomic_load_n(&knownSelector<name>, __ATOMIC_ACQUIRE);
-  if (known == nullptr) {
-    known = sel_registerName(storedText<name>.characters);
-    __atomic_store_n(&knownSelector<name>, known, __ATOMIC_RELEASE);
-  }
-  return known;
+  const SEL known = __atomic_load_n(&knownSelector<name>, __ATOMIC_ACQUIRE);
+  return known != nullptr ? known
+                          : registerSelector(knownSelector<name>, storedText<name>.characters);
 }
 
 template <Text name>
 inline constinit Class knownClass = nullptr;
 
+[[gnu::cold]] Class findClass(Class& known, const char* name) noexcept;
+
 // Null when the host has no such class; asked again at the next use.
 template <Text name>
 Class classNamed() noexcept {
-  Class known = __atomic_load_n(&knownClass<name>, __ATOMIC_ACQUIRE);
-  if (known == nullptr) {
-    known = objc_getClass(storedText<name>.characters);
-    __atomic_store_n(&knownClass<name>, known, __ATOMIC_RELEASE);
-  }
-  return known;
+  const Class known = __atomic_load_n(&knownClass<name>, __ATOMIC_ACQUIRE);
+  return known != nullptr ? known : findClass(knownClass<name>, storedText<name>.characters);
 }
 
-// Calls a method implementation with exactly these values.
+// ---- Messages ----------------------------------------------------------------------------------
+
+// Takes a method's type apart: its result and its own arguments, dots included.
+template <class Method>
+struct MessageType;
 template <class R, class... Args>
-R call(IMP implementation, id receiver, SEL selector, Args... args) {
-  return reinterpret_cast<R (*)(id, SEL, Args...)>(implementation)(receiver, selector, args...);
-}
-
-// Sends a message. Sent to nothing, it gives nothing.
+struct MessageType<R(Args...)> {
+  using Result = R;
+  using Function = R (*)(id, SEL, Args...);
+};
 template <class R, class... Args>
-R send(id receiver, SEL selector, Args... args) {
-  if (receiver == nullptr) return R();
-  const IMP implementation = class_getMethodImplementation(object_getClass(receiver), selector);
-  return call<R>(implementation, receiver, selector, args...);
-}
-
-// One message for many receivers in a row: the method is looked up anew only when the class is
-// another than the one before. For a loop on one thread; a method that is replaced meanwhile goes
-// unnoticed.
-template <class R, class... Args>
-class RepeatedMessage {
- public:
-  explicit RepeatedMessage(SEL selector) noexcept : selector_(selector) {}
-
-  R operator()(id receiver, Args... args) {
-    if (receiver == nullptr) return R();
-    const Class type = object_getClass(receiver);
-    if (type != type_) [[unlikely]] {
-      implementation_ = class_getMethodImplementation(type, selector_);
-      type_ = type;
-    }
-    return call<R>(implementation_, receiver, selector_, args...);
-  }
-
- private:
-  SEL selector_;
-  Class type_ = nullptr;
-  IMP implementation_ = nullptr;
+struct MessageType<R(Args..., ...)> {
+  using Result = R;
+  using Function = R (*)(id, SEL, Args..., ...);
 };
 
-// The only way to ask whether a method exists: a look-up of a missing one is never null.
-inline bool respondsTo(id object, SEL selector) noexcept {
-  return object != nullptr && class_respondsToSelector(object_getClass(object), selector);
+template <class Result>
+constexpr IMP messageEntry() noexcept {
+  static_assert(!(__is_class(Result) || __is_union(Result)) || __is_same(Result, NSRange),
+                "no other aggregate is known to be returned as messageEntry says");
+#if defined(__arm__)
+  if constexpr (__is_same(Result, NSRange)) return &objc_msgSend_stret;
+#endif
+  return &objc_msgSend;
+}
+
+// Sends a message to a method of exactly this type: `send<"length", NSUInteger()>(string)`. Sent to
+// nothing, it gives zero, except for an aggregate on 32-bit ARM. A variadic method must be given
+// with its dots: on arm64 phones the arguments that stand for them go on the stack, and named ones
+// do not.
+template <Text name, class Method, class... Args>
+auto send(id receiver, Args... args) {
+  using Type = MessageType<Method>;
+  return reinterpret_cast<typename Type::Function>(messageEntry<typename Type::Result>())(
+      receiver, selector<name>(), args...);
+}
+
+template <Text name>
+bool respondsTo(id object) {
+  return send<"respondsToSelector:", BOOL(SEL)>(object, selector<name>());
+}
+
+// The same as `send` to an object that answers to the message, zero from any other.
+template <Text name, class Method, class... Args>
+auto sendIfAnswered(id receiver, Args... args) -> typename MessageType<Method>::Result {
+  if (!respondsTo<name>(receiver)) return {};
+  return send<name, Method>(receiver, args...);
 }
 
 class AutoreleasePool {
@@ -106,22 +109,19 @@ class AutoreleasePool {
   void* token_;
 };
 
-// A new string of the UTF-8 text. Null when the host can't make one.
-Ref<NSString> makeString(const char* utf8);
-
-// Keeps `candidate` in `known` for ever, unless another thread was first; gives the one kept.
-NSString* keepFirst(NSString*& known, Ref<NSString> candidate) noexcept;
+// ---- Constant strings --------------------------------------------------------------------------
 
 template <Text text>
 inline constinit NSString* knownString = nullptr;
+
+[[gnu::cold]] NSString* makeConstant(NSString*& known, const char* utf8);
 
 // A string constant, made on first use and kept for the life of the process. Null when it can't be
 // made; tried again at the next use.
 template <Text text>
 NSString* constantString() {
   NSString* const known = __atomic_load_n(&knownString<text>, __ATOMIC_ACQUIRE);
-  return known != nullptr ? known
-                          : keepFirst(knownString<text>, makeString(storedText<text>.characters));
+  return known != nullptr ? known : makeConstant(knownString<text>, storedText<text>.characters);
 }
 
 }  // namespace hushlane::platform

@@ -1,13 +1,13 @@
-#include "schedule/stored_override.hpp"
+// Reads the behaviour overrides that the platform keeps on disk: declared for everyone in
+// hushlane/hushlane.h.
 
+#include "core/extension_state.hpp"
 #include "platform/bulletin_board.hpp"
 #include "platform/foundation.hpp"
 
 namespace hushlane {
 
 namespace {
-
-using platform::constantString;
 
 // Nothing for an empty list, and for what is no list.
 id firstOf(id list) {
@@ -23,12 +23,14 @@ id unarchive(id stored) {
 
 }  // namespace
 
-id getBBBehaviorOverrideEffectiveInterval() {
+}  // namespace hushlane
+
+extern "C" id getBBBehaviorOverrideEffectiveInterval() {
+  using namespace hushlane;
+  using platform::constantString;
   const auto file = platform::dictionaryWithContentsOfFile(
       constantString<"/var/mobile/Library/BulletinBoard/BehaviorOverrides.plist">());
   const id stored = firstOf(platform::objectForKey(file.get(), constantString<"overrides">()));
   const id interval = firstOf(platform::effectiveIntervals(unarchive(stored)));
   return platform::autorelease(platform::retain(interval));
 }
-
-}  // namespace hushlane

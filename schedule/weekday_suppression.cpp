@@ -1,10 +1,11 @@
 #include "schedule/weekday_suppression.hpp"
 
+#include "core/extension_state.hpp"
 #include "platform/foundation.hpp"
 
 namespace hushlane {
 
-constinit IMP originalIsActiveForDate = nullptr;
+constinit platform::Original<BOOL(BBBehaviorOverride*, NSDate*)> originalIsActiveForDate;
 
 namespace {
 
@@ -25,14 +26,13 @@ int32_t weekdayAfter(NSInteger today, NSInteger days) {
 
 }  // namespace
 
-BOOL isActiveForDateHook(id behaviorOverride, SEL selector, NSDate* moment) {
-  const bool platformAnswer =
-      platform::call<BOOL>(originalIsActiveForDate, behaviorOverride, selector, moment);
+BOOL isActiveForDateHook(BBBehaviorOverride* behaviorOverride, SEL selector, NSDate* moment) {
+  const bool platformAnswer = originalIsActiveForDate(behaviorOverride, selector, moment);
   debugLog<"HL: original active check: %@">(platformAnswer);
   NSNumber* const weekday =
       platform::numberWithInt(static_cast<int32_t>(platform::weekdayOf(moment)));
   debugLog<"HL: checking for weekday %@">(weekday);
-  const auto suppressedDays = daysForSuppressingScheduler.read();
+  const auto suppressedDays = state::daysForSuppressingScheduler.read();
   if (platform::containsObject(suppressedDays.get(), weekday)) {
     debugLog<"HL: day should be suppressed, returning NO">();
     return false;
@@ -41,15 +41,16 @@ BOOL isActiveForDateHook(id behaviorOverride, SEL selector, NSDate* moment) {
   return platformAnswer;
 }
 
-bool shouldSchedulerBeSuppressed(NSInteger daysFromToday) {
+}  // namespace hushlane
+
+extern "C" bool shouldSchedulerBeSuppressed(NSInteger daysFromToday) {
+  using namespace hushlane;
   const NSInteger today = platform::weekdayOf(platform::date());
   NSNumber* const weekday = platform::numberWithInt(weekdayAfter(today, daysFromToday));
-  const auto suppressedDays = daysForSuppressingScheduler.read();
+  const auto suppressedDays = state::daysForSuppressingScheduler.read();
   debugLog<
       "HL: checking for suppression %d days from today; today's weekday is number %d, checking "
       "weekdat: %@, suppressed days array is: %@">(
       static_cast<int32_t>(daysFromToday), static_cast<int32_t>(today), weekday, suppressedDays);
   return platform::containsObject(suppressedDays.get(), weekday);
 }
-
-}  // namespace hushlane

@@ -4,20 +4,15 @@
 // belongs to its own weekday, also in a period that began the evening before. Any thread; no state.
 #pragma once
 
-#include "core/extension_state.hpp"
+#include "platform/substrate.hpp"
 
 namespace hushlane {
 
-extern IMP originalIsActiveForDate;
+extern constinit platform::Original<BOOL(BBBehaviorOverride*, NSDate*)> originalIsActiveForDate;
 
 // The replacement of an override's answer whether it is in force at a moment: no on a suppressed
 // weekday, else the platform's answer. It serves every override alike. A missing moment is handed
 // to the platform as it is.
-BOOL isActiveForDateHook(id behaviorOverride, SEL selector, NSDate* moment);
-
-// Whether the schedule is suppressed on the weekday so many days after today. Meant for 0 to 7: a
-// sum of today's weekday and the argument outside 1 to 14 is no weekday, and gives false. The sum
-// saturates at the limits of a 32-bit integer, so no argument overflows or wraps into the week.
-extern "C" HUSHLANE_EXPORT bool shouldSchedulerBeSuppressed(NSInteger daysFromToday);
+BOOL isActiveForDateHook(BBBehaviorOverride* behaviorOverride, SEL selector, NSDate* moment);
 
 }  // namespace hushlane

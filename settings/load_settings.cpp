@@ -15,7 +15,8 @@ using platform::Ref;
 constexpr int64_t defaultNumOfDigitsToCompare = 7;
 
 // What the latest load copied. Only a load looks at it.
-constinit platform::Published<NSDictionary> preferencesDictionary;
+constinit id copiedPreferences = nullptr;
+constinit platform::Published<NSDictionary> preferencesDictionary(copiedPreferences);
 
 // The domain's values, or null after the reason has been logged.
 Ref<NSDictionary> copyPreferences() {
@@ -31,17 +32,11 @@ Ref<NSDictionary> copyPreferences() {
   return values;
 }
 
-int64_t integerSetting(NSDictionary* preferences, NSString* key, int64_t absent) {
-  const id value = platform::objectForKey(preferences, key);
-  return platform::hasIntValue(value) ? platform::intValue(value) : absent;
-}
-
 // Only a value that is there and reads as false switches the schedule off on its weekday.
 bool isSuppressed(NSDictionary* preferences, int32_t weekday) {
   NSString* const key =
       platform::stringWithFormat(constantString<"schedulerWeekday_%d">(), weekday);
-  const id value = platform::objectForKey(preferences, key);
-  return platform::hasBoolValue(value) && !platform::boolValue(value);
+  return !platform::boolValue(platform::objectForKey(preferences, key), true);
 }
 
 Ref<NSArray> suppressedWeekdays(NSDictionary* preferences) {
@@ -55,19 +50,19 @@ Ref<NSArray> suppressedWeekdays(NSDictionary* preferences) {
 }
 
 void forgetPrivilegedMessageSenders() {
-  privilegedMessageSenderIDs.publish(platform::makeMutableArray());
-  privilegedMessageSenderPhones.publish(platform::makeMutableArray());
-  privilegedMessageSenderEmails.publish(platform::makeMutableArray());
+  state::privilegedMessageSenderIDs.publish(platform::makeMutableArray());
+  state::privilegedMessageSenderPhones.publish(platform::makeMutableArray());
+  state::privilegedMessageSenderEmails.publish(platform::makeMutableArray());
 }
 
 void logSettings() {
-  if (!enableDebugLogging.load()) return;
+  if (!state::enableDebugLogging.load()) return;
   platform::log<
       "HL: settings are:\r\nallowedMessageGroup=%d\r\nlist of person IDs in the group: %@\r\n"
       "suppressed days for scheduler: %@\r\nlist of person phones: %@, list of person emails: %@">(
-      static_cast<int32_t>(allowedMessageGroup.load()), privilegedMessageSenderIDs.read(),
-      daysForSuppressingScheduler.read(), privilegedMessageSenderPhones.read(),
-      privilegedMessageSenderEmails.read());
+      static_cast<int32_t>(state::allowedMessageGroup.load()),
+      state::privilegedMessageSenderIDs.read(), state::daysForSuppressingScheduler.read(),
+      state::privilegedMessageSenderPhones.read(), state::privilegedMessageSenderEmails.read());
 }
 
 }  // namespace
@@ -78,14 +73,16 @@ void loadSettings() {
   debugLog<"HL: (re)loading settings">();
   const Ref<NSDictionary> preferences = copyPreferences();
   if (!preferences) return;
-  allowedMessageGroup.store(integerSetting(
-      preferences.get(), constantString<"allowedMessageGroup">(), allowedMessageGroupNobody));
-  maxNumOfDigitsToCompare.store(integerSetting(
-      preferences.get(), constantString<"maxNumOfDigitsToCompare">(), defaultNumOfDigitsToCompare));
-  enableDebugLogging.store(false);
+  state::allowedMessageGroup.store(platform::intValue(
+      platform::objectForKey(preferences.get(), constantString<"allowedMessageGroup">()),
+      allowedMessageGroupNobody));
+  state::maxNumOfDigitsToCompare.store(platform::intValue(
+      platform::objectForKey(preferences.get(), constantString<"maxNumOfDigitsToCompare">()),
+      defaultNumOfDigitsToCompare));
+  state::enableDebugLogging.store(false);
   forgetPrivilegedMessageSenders();
-  if (allowedMessageGroup.load() >= firstGroupRecordID) cachePrivilegedMessageSenders();
-  daysForSuppressingScheduler.publish(suppressedWeekdays(preferences.get()));
+  if (state::allowedMessageGroup.load() >= firstGroupRecordID) cachePrivilegedMessageSenders();
+  state::daysForSuppressingScheduler.publish(suppressedWeekdays(preferences.get()));
   logSettings();
 }
 

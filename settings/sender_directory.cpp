@@ -1,5 +1,6 @@
 #include "settings/sender_directory.hpp"
 
+#include "core/extension_state.hpp"
 #include "platform/address_book.hpp"
 #include "platform/dispatch.hpp"
 #include "platform/foundation.hpp"
@@ -92,9 +93,9 @@ void cacheMembers(NSArray* members) {
     addPhoneNumbers(senders.phones.get(), member, nonDigits);
     addEmailAddresses(senders.emails.get(), member);
   }
-  privilegedMessageSenderIDs.publish(senders.ids);
-  privilegedMessageSenderPhones.publish(senders.phones);
-  privilegedMessageSenderEmails.publish(senders.emails);
+  state::privilegedMessageSenderIDs.publish(senders.ids);
+  state::privilegedMessageSenderPhones.publish(senders.phones);
+  state::privilegedMessageSenderEmails.publish(senders.emails);
 }
 
 Ref<NSMutableDictionary> describeGroup(ABRecord* group) {
@@ -116,14 +117,17 @@ void cachePrivilegedMessageSenders() {
     return;
   }
   readWhenGranted(move(addressBook), [](ABAddressBook* book) {
-    ABRecord* const group =
-        platform::groupWithRecordID(book, static_cast<ABRecordID>(allowedMessageGroup.load()));
+    ABRecord* const group = platform::groupWithRecordID(
+        book, static_cast<ABRecordID>(state::allowedMessageGroup.load()));
     if (group == nullptr) return;
     if (const Ref<NSArray> members = platform::membersOfGroup(group)) cacheMembers(members.get());
   });
 }
 
-id loadABGroups() {
+}  // namespace hushlane
+
+extern "C" id loadABGroups() {
+  using namespace hushlane;
   Ref<NSMutableArray> entries = platform::makeMutableArray();
   if (Ref<ABAddressBook> addressBook = platform::openAddressBook()) {
     readWhenGranted(move(addressBook), [&entries](ABAddressBook* book) {
@@ -135,5 +139,3 @@ id loadABGroups() {
   }
   return platform::autorelease(move(entries));
 }
-
-}  // namespace hushlane

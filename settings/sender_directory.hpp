@@ -1,11 +1,10 @@
-// The members of the chosen address-book group, and the list of all groups.
+// The members of the chosen address-book group, and the list of all groups, which is declared for
+// everyone in hushlane/hushlane.h.
 //
 // Both functions block their caller, without a time limit, until the address book has been read on
 // a queue of the platform. The platform promises to call a completion exactly once and on another
 // thread.
 #pragma once
-
-#include "core/extension_state.hpp"
 
 namespace hushlane {
 
@@ -19,10 +18,5 @@ namespace hushlane {
 // the platform gives no semaphore; when the address book can't be opened, that is logged. Called by
 // the settings load only.
 void cachePrivilegedMessageSenders();
-
-// Every group, as a list of dictionaries with the keys "name" and "id", in the platform's order; a
-// group without a display name gets an empty one. The list is new, never null (unless the host has
-// no arrays), and autoreleased. It is empty when the address book can't be read. Any thread.
-extern "C" HUSHLANE_EXPORT id loadABGroups();
 
 }  // namespace hushlane

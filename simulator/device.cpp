@@ -2,36 +2,25 @@
 
 #include <algorithm>
 
-#include "simulator/faults.hpp"
+#include "simulator/context/faults.hpp"
 #include "simulator/runtime/object.hpp"
 
 namespace simulator {
 
 namespace {
 
-constexpr double defaultFoundationVersion = 1047.25;  // of a phone with system version 7.1
-
-Device* currentDevice = nullptr;
+const double defaultFoundationVersion = NSFoundationVersionNumber;
 
 }  // namespace
 
 Device::Device(std::filesystem::path directory)
-    : root((currentDevice = this, std::move(directory))),
-      preferences(root),
-      addressBook(root),
-      bulletinBoard(root) {}
+    : Context(std::move(directory)), preferences(root), addressBook(root), bulletinBoard(root) {}
 
 Device::~Device() {
   queue.drain();
   restoreRuntime();
   resetFaults();
   setFoundationVersion(defaultFoundationVersion);
-  currentDevice = nullptr;
-}
-
-Device& Device::current() {
-  if (currentDevice == nullptr) fatal("a platform operation was called without a device");
-  return *currentDevice;
 }
 
 void Device::check() const {
@@ -42,7 +31,7 @@ void Device::check() const {
 
 void Device::setFoundationVersion(double version) { NSFoundationVersionNumber = version; }
 
-void Device::setLocalTime(date::local_seconds local) {
+void Device::setLocalTime(LocalSeconds local) {
   clock.set(local);
   bulletinBoard.refresh();
 }
@@ -51,7 +40,7 @@ void Device::setLocalTime(date::local_seconds local) {
 // periods, midnight, and a change of the clocks.
 void Device::advance(std::chrono::seconds by) {
   using std::chrono::minutes;
-  const date::sys_seconds end = clock.now() + by;
+  const std::chrono::sys_seconds end = clock.now() + by;
   std::vector<minutes> boundaries = bulletinBoard.scheduleBoundaries();
   if (!boundaries.empty()) {
     boundaries.push_back(minutes(0));
@@ -63,7 +52,7 @@ void Device::advance(std::chrono::seconds by) {
           std::chrono::floor<minutes>(local - std::chrono::floor<std::chrono::days>(local));
       const bool clocksChanged = local - previous > minutes(1) || local < previous;
       if (clocksChanged || std::ranges::find(boundaries, timeOfDay) != boundaries.end()) {
-        clock.set(date::sys_seconds(moment));
+        clock.set(std::chrono::sys_seconds(moment));
         bulletinBoard.refresh();
       }
     }

@@ -2,37 +2,29 @@
 // it. One device at a time; the platform's C functions answer for that one.
 //
 // This is the whole control panel for a test or the home screen: turn a knob on one of the
-// services, then call the host's side of them. Faults are in faults.hpp, the library itself in
-// loader.hpp.
+// services, then call the host's side of them. Faults are in context/faults.hpp, the library itself
+// in loader/.
 #pragma once
 
 #include <filesystem>
 
-#include "simulator/clock.hpp"
-#include "simulator/device_error.hpp"
+#include "simulator/context/context.hpp"
+#include "simulator/context/device_error.hpp"
 #include "simulator/frameworks/address_book.hpp"
 #include "simulator/frameworks/bulletin_board.hpp"
 #include "simulator/frameworks/dispatch.hpp"
 #include "simulator/frameworks/notification_center.hpp"
 #include "simulator/frameworks/preferences.hpp"
-#include "simulator/system_log.hpp"
 
 namespace simulator {
 
-// Where the library keeps its settings.
-inline constexpr const char* settingsDomain = "org.mernwick.hushlane";
-
-class Device {
+class Device : public Context {
  public:
   // A phone whose file system is this directory, which the phone may write.
   explicit Device(std::filesystem::path directory);
-  Device(const Device&) = delete;
-  Device& operator=(const Device&) = delete;
 
   // Undoes every method replacement and every fault. A library must be unloaded before.
   ~Device();
-
-  static Device& current();
 
   // Throws DeviceError for a file of the phone that is there but can't be used.
   void check() const;
@@ -41,15 +33,12 @@ class Device {
   void setFoundationVersion(double version);
 
   // Moves the time; the host asks the overrides again.
-  void setLocalTime(date::local_seconds local);
+  void setLocalTime(LocalSeconds local);
   void advance(std::chrono::seconds by);
 
   // Posts a Darwin notification, delivers all that is pending, and asks the overrides again.
   void post(const std::string& name);
 
-  const std::filesystem::path root;
-  Clock clock;
-  SystemLog log;
   PreferencesStore preferences;
   AddressBookStore addressBook;
   NotificationCenter notifications;

@@ -1,13 +1,10 @@
 // NSArray, NSDictionary and their mutable kinds.
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 
-#include "simulator/device.hpp"
-#include "simulator/faults.hpp"
+#include "simulator/context/context.hpp"
+#include "simulator/context/faults.hpp"
 #include "simulator/foundation/property_list.hpp"
-#include "simulator/foundation/string_class.hpp"
-#include "simulator/runtime/classes.hpp"
 
 namespace simulator {
 namespace {
@@ -16,8 +13,6 @@ namespace {
   throw PlatformException("NSInvalidArgumentException",
                           std::string(method) + ": object cannot be nil");
 }
-
-id description(id self, SEL) { return objc_autorelease(makeString(describe(self))); }
 
 // ---- Arrays ------------------------------------------------------------------------------------
 
@@ -32,32 +27,10 @@ id objectAtIndex(Array* self, SEL, NSUInteger index) {
   return self->items[index];
 }
 
-// Most strings of one shape differ in their first unit; what is compared with is at hand.
-BOOL containsString(const Array* array, const String* wanted) {
-  const auto equals = [wanted, type = wanted->isa, shape = wanted->shape,
-                       first = *wanted->narrowUnits()](id item) {
-    if (header(item)->isa != type) return false;
-    const auto* string = static_cast<const String*>(header(item));
-    return string->shape == shape && *string->narrowUnits() == first &&
-           equalStrings(string, wanted);
-  };
-  return std::any_of(array->items.begin(), array->items.end(), equals);
-}
-
 BOOL containsObject(Array* self, SEL, id wanted) {
   if (wanted == nullptr) return false;
-  if (const String* string = asString(wanted)) return containsString(self, string);
-  const ObjectEqual equal;
-  for (const id item : self->items) {
-    if (equal(wanted, item)) return true;
-  }
-  return false;
-}
-
-BOOL equalArrays(Array* self, SEL, id other) {
-  const auto* array = as<Array>(other, "NSArray");
-  return array != nullptr && std::equal(self->items.begin(), self->items.end(),
-                                        array->items.begin(), array->items.end(), ObjectEqual());
+  return std::any_of(self->items.begin(), self->items.end(),
+                     [wanted](id item) { return areEqual(wanted, item); });
 }
 
 // The first call hands out everything there is, in place; the second ends the walk.
@@ -69,35 +42,15 @@ NSUInteger enumerate(Array* self, SEL, NSFastEnumerationState* walk, id*, NSUInt
   return self->items.size();
 }
 
-// Null unless all are strings of narrow units and nothing stands between them.
-String* joinedNarrow(const Array* array, const String* separator) {
-  if (separator != nullptr && separator->length() > 0) return nullptr;
-  std::string units;
-  for (const id item : array->items) {
-    const String* string = asString(item);
-    if (string == nullptr || string->wide()) return nullptr;
-    units.append(reinterpret_cast<const char*>(string->narrowUnits()), string->length());
-  }
-  return makeNarrowString(reinterpret_cast<const std::uint8_t*>(units.data()), units.size());
-}
-
 id componentsJoined(Array* self, SEL, id separator) {
-  if (String* narrow = joinedNarrow(self, asString(separator))) return objc_autorelease(narrow);
+  const auto* between = as<String>(separator);
   std::u16string joined;
-  const auto appendString = [&joined](const String* string) {
-    for (std::size_t i = 0; string != nullptr && i < string->length(); ++i) {
-      joined.push_back(string->at(i));
-    }
-  };
   for (std::size_t i = 0; i < self->items.size(); ++i) {
-    if (i > 0) appendString(asString(separator));
-    if (const String* string = asString(self->items[i])) {
-      appendString(string);
-    } else {
-      appendString(own(makeString(describe(self->items[i]))).get());
-    }
+    if (i > 0 && between != nullptr) joined += between->units;
+    const auto* string = as<String>(self->items[i]);
+    joined += string != nullptr ? string->units : utf16From(describe(self->items[i]));
   }
-  return objc_autorelease(makeString(joined.data(), joined.size()));
+  return objc_autorelease(makeString(std::move(joined)));
 }
 
 void addObject(Array* self, SEL, id object) {
@@ -106,17 +59,13 @@ void addObject(Array* self, SEL, id object) {
 }
 
 void defineArrays() {
-  defineClass<Array>("NSArray", "NSObject")
+  defineClass<Array>()
       .method(
           "count", +[](Array* self, SEL) -> NSUInteger { return self->items.size(); })
       .method("objectAtIndex:", &objectAtIndex)
       .method("containsObject:", &containsObject)
       .method("countByEnumeratingWithState:objects:count:", &enumerate)
-      .method("componentsJoinedByString:", &componentsJoined)
-      .method("isEqual:", &equalArrays)
-      .method(
-          "hash", +[](Array* self, SEL) -> NSUInteger { return self->items.size(); })
-      .method("description", &description);
+      .method("componentsJoinedByString:", &componentsJoined);
 
   defineClass<Array>("NSMutableArray", "NSArray").method("addObject:", &addObject);
 }
@@ -124,53 +73,41 @@ void defineArrays() {
 // ---- Dictionaries ------------------------------------------------------------------------------
 
 id objectForKey(Dictionary* self, SEL, id key) {
-  if (key == nullptr) return nullptr;
-  const auto entry = self->entries.find(key);
-  return entry == self->entries.end() ? nullptr : entry->second;
+  const auto* name = as<String>(key);
+  const auto entry = name == nullptr ? self->entries.end() : self->entries.find(name->units);
+  return entry == self->entries.end() ? nullptr : entry->second.get();
 }
 
 void setObject(Dictionary* self, SEL, id value, id key) {
-  if (value == nullptr || key == nullptr) raiseNil("-[NSMutableDictionary setObject:forKey:]");
-  store(self, key, value);
-}
-
-BOOL equalDictionaries(Dictionary* self, SEL selector, id other) {
-  auto* dictionary = as<Dictionary>(other, "NSDictionary");
-  if (dictionary == nullptr || dictionary->entries.size() != self->entries.size()) return false;
-  for (const auto& [key, value] : self->entries) {
-    if (!ObjectEqual()(value, objectForKey(dictionary, selector, key))) return false;
-  }
-  return true;
+  const auto* name = as<String>(key);
+  if (value == nullptr || name == nullptr) raiseNil("-[NSMutableDictionary setObject:forKey:]");
+  self->entries.insert_or_assign(name->units, share(header(value)));
 }
 
 // Paths are those of the phone, so they begin at its root.
 Owned<Object> readPhoneFile(id path) {
-  if (asString(path) == nullptr || failsNow(Fault::initWithContentsOfFile)) return {};
+  if (as<String>(path) == nullptr || failsNow(Fault::initWithContentsOfFile)) return {};
   const std::filesystem::path absolute = std::filesystem::path("/") / toUtf8(path);
-  return readPropertyList(Device::current().root / absolute.lexically_normal().relative_path());
+  return readPropertyList(Context::current().root / absolute.lexically_normal().relative_path());
 }
 
 id initWithContentsOfFile(Dictionary* self, SEL, id path) {
   const Owned<Object> root = readPhoneFile(path);
-  const auto* content = as<Dictionary>(root.get(), "NSDictionary");
+  const auto* content = as<Dictionary>(root.get());
   if (content == nullptr) {
     objc_release(self);
     return nullptr;
   }
-  for (const auto& [key, value] : content->entries) store(self, key, value);
+  self->entries = content->entries;
   return self;
 }
 
 void defineDictionaries() {
-  defineClass<Dictionary>("NSDictionary", "NSObject")
+  defineClass<Dictionary>()
       .method("initWithContentsOfFile:", &initWithContentsOfFile)
       .method(
           "count", +[](Dictionary* self, SEL) -> NSUInteger { return self->entries.size(); })
-      .method("objectForKey:", &objectForKey)
-      .method("isEqual:", &equalDictionaries)
-      .method(
-          "hash", +[](Dictionary* self, SEL) -> NSUInteger { return self->entries.size(); })
-      .method("description", &description);
+      .method("objectForKey:", &objectForKey);
 
   defineClass<Dictionary>("NSMutableDictionary", "NSDictionary")
       .method("setObject:forKey:", &setObject);
@@ -182,12 +119,7 @@ Array::~Array() {
   for (const id item : items) objc_release(item);
 }
 
-Array* makeArray() {
-  static const Class type = classNamed("NSArray");
-  return make<Array>(type);
-}
-
-Array* makeMutableArray() { return make<Array>(classNamed("NSMutableArray")); }
+Array* makeArray() { return make<Array>(); }
 
 void append(Array* array, id item) {
   ++array->mutations;
@@ -195,44 +127,20 @@ void append(Array* array, id item) {
   objc_retain(item);
 }
 
-std::size_t ObjectHash::operator()(id object) const {
-  static const SEL selector = sel_registerName("hash");
-  const IMP hash = methodOf(object_getClass(object), selector);
-  return reinterpret_cast<NSUInteger (*)(id, SEL)>(hash)(object, selector);
-}
+Dictionary* makeDictionary() { return make<Dictionary>(); }
 
-bool ObjectEqual::operator()(id left, id right) const {
-  if (left == right) return true;
-  if (left == nullptr || right == nullptr) return false;
-  static const SEL selector = sel_registerName("isEqual:");
-  const IMP isEqual = methodOf(object_getClass(left), selector);
-  return reinterpret_cast<BOOL (*)(id, SEL, id)>(isEqual)(left, selector, right);
-}
-
-Dictionary::~Dictionary() {
-  for (const auto& [key, value] : entries) {
-    objc_release(value);
-    objc_release(key);
-  }
-}
-
-Dictionary* makeDictionary() { return make<Dictionary>(classNamed("NSDictionary")); }
-Dictionary* makeMutableDictionary() { return make<Dictionary>(classNamed("NSMutableDictionary")); }
-
-void store(Dictionary* dictionary, id key, id value) {
-  const auto [entry, added] = dictionary->entries.try_emplace(key, value);
-  objc_retain(value);
-  if (added) {
-    objc_retain(key);
-  } else {
-    objc_release(std::exchange(entry->second, value));
-  }
+void store(Dictionary* dictionary, std::string_view key, id value) {
+  dictionary->entries.insert_or_assign(utf16From(key), share(header(value)));
 }
 
 id find(const Dictionary* dictionary, std::string_view key) {
-  const auto wanted = own(makeString(key));
-  const auto entry = dictionary->entries.find(wanted.get());
-  return entry == dictionary->entries.end() ? nullptr : entry->second;
+  const auto entry = dictionary->entries.find(utf16From(key));
+  return entry == dictionary->entries.end() ? nullptr : entry->second.get();
+}
+
+bool areEqual(id left, id right) {
+  return left == right ||
+         (left != nullptr && right != nullptr && message<BOOL>(left, "isEqual:", right));
 }
 
 void defineCollections() {

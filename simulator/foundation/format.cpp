@@ -1,3 +1,4 @@
+#include <date/date.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -6,9 +7,8 @@
 #include <cstdarg>
 #include <utility>
 
-#include "simulator/clock.hpp"
+#include "simulator/context/clock.hpp"
 #include "simulator/foundation/objects.hpp"
-#include "simulator/foundation/string_class.hpp"
 
 namespace simulator {
 namespace {
@@ -57,7 +57,7 @@ std::string describeDate(const Date& date) {
 
 // An element of a collection.
 void describeElement(std::string& text, id object, std::size_t depth) {
-  if (asString(object) != nullptr) {
+  if (as<String>(object) != nullptr) {
     text += quoted(toUtf8(object));
   } else {
     describeInto(text, object, depth);
@@ -78,9 +78,7 @@ void describeArray(std::string& text, const Array& array, std::size_t depth) {
 void describeDictionary(std::string& text, const Dictionary& dictionary, std::size_t depth) {
   std::vector<std::pair<std::string, id>> entries;
   for (const auto& [key, value] : dictionary.entries) {
-    std::string name;
-    describeElement(name, key, depth + 1);
-    entries.emplace_back(std::move(name), value);
+    entries.emplace_back(quoted(toUtf8(own(makeString(key)).get())), value.get());
   }
   std::sort(entries.begin(), entries.end());
   text += "{\n";
@@ -95,66 +93,23 @@ void describeDictionary(std::string& text, const Dictionary& dictionary, std::si
 void describeInto(std::string& text, id object, std::size_t depth) {
   if (object == nullptr) {
     text += "(null)";
-  } else if (asString(object) != nullptr) {
+  } else if (as<String>(object) != nullptr) {
     text += toUtf8(object);
-  } else if (const auto* number = as<Number>(object, "NSNumber")) {
+  } else if (const auto* number = as<Number>(object)) {
     text += describeNumber(*number);
-  } else if (const auto* array = as<Array>(object, "NSArray")) {
+  } else if (const auto* array = as<Array>(object)) {
     describeArray(text, *array, depth);
-  } else if (const auto* dictionary = as<Dictionary>(object, "NSDictionary")) {
+  } else if (const auto* dictionary = as<Dictionary>(object)) {
     describeDictionary(text, *dictionary, depth);
-  } else if (const auto* date = as<Date>(object, "NSDate")) {
+  } else if (const auto* date = as<Date>(object)) {
     text += describeDate(*date);
-  } else if (const auto* data = as<Data>(object, "NSData")) {
+  } else if (const auto* data = as<Data>(object)) {
     text += describeData(*data);
-  } else if (const auto* uid = as<Uid>(object, "NSKeyedArchiverUID")) {
+  } else if (const auto* uid = as<Uid>(object)) {
     text += fmt::format("<UID {}>", uid->value);
   } else {
-    const AutoreleasePool pool;
-    text += toUtf8(message(object, "description"));
+    text += fmt::format("<{}: {}>", className(classOf(object)), static_cast<const void*>(object));
   }
-}
-
-// ---- Formats -----------------------------------------------------------------------------------
-
-// The arguments of a variadic call. A type of its own, since a va_list can't be handed on to a
-// function that takes from it and then be used again.
-struct Arguments {
-  explicit Arguments(va_list source) { va_copy(list, source); }
-  Arguments(const Arguments&) = delete;
-  Arguments& operator=(const Arguments&) = delete;
-  ~Arguments() { va_end(list); }
-
-  va_list list;
-};
-
-// The conversion at the start of what follows a percent sign, in order of the table below.
-std::string_view conversionOf(std::string_view text) {
-  static constexpr std::string_view conversions[] = {"@", "d", "i", "u",  "x",  "c",   "s",
-                                                     "f", "g", "%", "ld", "lu", "lld", "llu"};
-  for (const std::string_view conversion : conversions) {
-    if (text.substr(0, conversion.size()) == conversion) return conversion;
-  }
-  throw PlatformException("NSInvalidArgumentException",
-                          "unknown conversion in a format: %" + std::string(text));
-}
-
-std::string convert(std::string_view conversion, Arguments& arguments) {
-  va_list& list = arguments.list;
-  if (conversion == "@") return describe(va_arg(list, id));
-  if (conversion == "d" || conversion == "i") return std::to_string(va_arg(list, int));
-  if (conversion == "u") return std::to_string(va_arg(list, unsigned));
-  if (conversion == "x") return fmt::format("{:x}", va_arg(list, unsigned));
-  if (conversion == "ld") return std::to_string(va_arg(list, long));
-  if (conversion == "lu") return std::to_string(va_arg(list, unsigned long));
-  if (conversion == "lld") return std::to_string(va_arg(list, long long));
-  if (conversion == "llu") return std::to_string(va_arg(list, unsigned long long));
-  if (conversion == "f") return fmt::format("{:f}", va_arg(list, double));
-  if (conversion == "g") return fmt::format("{:g}", va_arg(list, double));
-  if (conversion == "c") return {static_cast<char>(va_arg(list, int))};
-  if (conversion == "%") return "%";
-  const char* text = va_arg(list, const char*);
-  return text == nullptr ? "(null)" : text;
 }
 
 }  // namespace
@@ -166,15 +121,21 @@ std::string describe(id object) {
 }
 
 std::string formatted(std::string_view format, va_list arguments) {
-  Arguments remaining(arguments);
   std::string text;
   for (;;) {
     const std::size_t percent = format.find('%');
     text += format.substr(0, percent);
     if (percent == std::string_view::npos) return text;
-    const std::string_view conversion = conversionOf(format.substr(percent + 1));
-    text += convert(conversion, remaining);
-    format.remove_prefix(percent + 1 + conversion.size());
+    format.remove_prefix(percent + 1);
+    if (format.starts_with('@')) {
+      text += describe(va_arg(arguments, id));
+    } else if (format.starts_with('d')) {
+      text += std::to_string(va_arg(arguments, int));
+    } else {
+      throw PlatformException("NSInvalidArgumentException",
+                              "unknown conversion in a format: %" + std::string(format));
+    }
+    format.remove_prefix(1);
   }
 }
 

@@ -6,8 +6,7 @@
 #include <optional>
 #include <utility>
 
-#include "simulator/faults.hpp"
-#include "simulator/runtime/classes.hpp"
+#include "simulator/context/faults.hpp"
 
 namespace simulator {
 namespace {
@@ -34,13 +33,13 @@ std::map<std::string, ArchivableClass, std::less<>>& archivableClasses() {
 
 // Strings, numbers and data stand among the objects as they are.
 bool isPlain(id object) {
-  return as<String>(object, "NSString") != nullptr || as<Number>(object, "NSNumber") != nullptr ||
-         as<Data>(object, "NSData") != nullptr;
+  return as<String>(object) != nullptr || as<Number>(object) != nullptr ||
+         as<Data>(object) != nullptr;
 }
 
 void put(Dictionary* entry, const char* key, Object* value) {
   const auto owner = own(value);
-  store(entry, own(makeString(key)).get(), value);
+  store(entry, key, value);
 }
 
 // ---- Archiving ---------------------------------------------------------------------------------
@@ -80,7 +79,7 @@ class Encoder final : public KeyedCoder {
     encoded_.push_back(share(header(object)));
     if (isPlain(object)) return indices_[object] = append(object);
     if (++depth_ > deepestGraph) misused("an object graph too deep to archive");
-    const auto entry = own(makeMutableDictionary());
+    const auto entry = own(makeDictionary());
     const std::uint64_t index = indices_[object] = append(entry.get());
     Dictionary* const outer = std::exchange(entry_, entry.get());
     encodeParts(object);
@@ -90,25 +89,23 @@ class Encoder final : public KeyedCoder {
   }
 
   void encodeParts(id object) {
-    if (const auto* array = as<Array>(object, "NSArray")) {
+    if (const auto* array = as<Array>(object)) {
       encodeList("NS.objects", array->items);
-      const bool isMutable = isKindOf(object, classNamed("NSMutableArray"));
-      encodeClass(isMutable ? "NSMutableArray" : "NSArray", "NSArray");
-    } else if (const auto* dictionary = as<Dictionary>(object, "NSDictionary")) {
+      encodeClass("NSArray");
+    } else if (const auto* dictionary = as<Dictionary>(object)) {
       encodeEntries(*dictionary);
-      const bool isMutable = isKindOf(object, classNamed("NSMutableDictionary"));
-      encodeClass(isMutable ? "NSMutableDictionary" : "NSDictionary", "NSDictionary");
-    } else if (const auto* date = as<Date>(object, "NSDate")) {
+      encodeClass("NSDictionary");
+    } else if (const auto* date = as<Date>(object)) {
       put(entry_, "NS.time", makeReal(date->sinceReferenceDate));
-      encodeClass("NSDate", "NSDate");
+      encodeClass("NSDate");
     } else {
-      const std::string name(className(object_getClass(object)));
+      const std::string name(className(classOf(object)));
       const auto type = archivableClasses().find(name);
       if (type == archivableClasses().end()) {
         misused("-[" + name + " encodeWithCoder:]: unrecognized selector sent to instance");
       }
       type->second.encode(object, *this);
-      encodeClass(name, name);
+      encodeClass(name);
     }
   }
 
@@ -119,22 +116,21 @@ class Encoder final : public KeyedCoder {
   }
 
   void encodeEntries(const Dictionary& dictionary) {
-    std::vector<id> keys;
-    std::vector<id> values;
+    const auto keys = own(makeArray());
+    const auto values = own(makeArray());
     for (const auto& [key, value] : dictionary.entries) {
-      keys.push_back(key);
-      values.push_back(value);
+      append(keys.get(), own(makeString(key)).get());
+      append(values.get(), value.get());
     }
-    encodeList("NS.keys", keys);
-    encodeList("NS.objects", values);
+    encodeList("NS.keys", keys->items);
+    encodeList("NS.objects", values->items);
   }
 
-  void encodeClass(const std::string& name, const std::string& superclass) {
+  void encodeClass(const std::string& name) {
     std::uint64_t& index = classes_[name];
     if (index == 0) {
       auto chain = own(makeArray());
       append(chain.get(), own(makeString(name)).get());
-      if (superclass != name) append(chain.get(), own(makeString(superclass)).get());
       append(chain.get(), own(makeString("NSObject")).get());
       const auto entry = own(makeDictionary());
       put(entry.get(), "$classname", makeString(name));
@@ -159,7 +155,7 @@ class Decoder final : public KeyedCoder {
   explicit Decoder(const Array& objects) : archived_(objects.items), slots_(archived_.size()) {}
 
   Owned<Object> objectAt(id reference) {
-    const auto* uid = as<Uid>(reference, "NSKeyedArchiverUID");
+    const auto* uid = as<Uid>(reference);
     if (uid == nullptr) damaged("a value that is no reference to an object");
     if (uid->value == 0) return {};
     if (uid->value >= slots_.size()) damaged("a reference to an object that is not there");
@@ -180,7 +176,7 @@ class Decoder final : public KeyedCoder {
   std::int64_t decodeInteger(const char* key) override {
     const id value = find(entry_, key);
     if (value == nullptr) return 0;
-    const auto* number = as<Number>(value, "NSNumber");
+    const auto* number = as<Number>(value);
     if (number == nullptr || number->kind == Number::Kind::real) {
       damaged(std::string("the value for ") + key + " is no integer");
     }
@@ -200,7 +196,7 @@ class Decoder final : public KeyedCoder {
 
   Owned<Object> decode(id archived) {
     if (isPlain(archived)) return share(header(archived));
-    const auto* entry = as<Dictionary>(archived, "NSDictionary");
+    const auto* entry = as<Dictionary>(archived);
     if (entry == nullptr) damaged("an object that is no dictionary of keys");
     if (++depth_ > deepestGraph) damaged("objects nested too deeply");
     const Dictionary* const outer = std::exchange(entry_, entry);
@@ -211,19 +207,17 @@ class Decoder final : public KeyedCoder {
   }
 
   std::string classNameOf(const Dictionary& entry) const {
-    const auto* uid = as<Uid>(find(&entry, "$class"), "NSKeyedArchiverUID");
+    const auto* uid = as<Uid>(find(&entry, "$class"));
     if (uid == nullptr || uid->value >= archived_.size()) damaged("an object without a class");
-    const auto* type = as<Dictionary>(archived_[uid->value], "NSDictionary");
+    const auto* type = as<Dictionary>(archived_[uid->value]);
     const id name = type == nullptr ? nullptr : find(type, "$classname");
-    if (as<String>(name, "NSString") == nullptr) damaged("a class without a name");
+    if (as<String>(name) == nullptr) damaged("a class without a name");
     return toUtf8(name);
   }
 
   Owned<Object> decodeAs(const std::string& name) {
-    if (name == "NSArray") return decodeArray(makeArray());
-    if (name == "NSMutableArray") return decodeArray(makeMutableArray());
-    if (name == "NSDictionary") return decodeDictionary(makeDictionary());
-    if (name == "NSMutableDictionary") return decodeDictionary(makeMutableDictionary());
+    if (name == "NSArray" || name == "NSMutableArray") return decodeArray();
+    if (name == "NSDictionary" || name == "NSMutableDictionary") return decodeDictionary();
     if (name == "NSDate") return decodeDate();
     if (name == "NSString" || name == "NSMutableString") return plainPart("NS.string");
     if (name == "NSData" || name == "NSMutableData") return plainPart("NS.data");
@@ -234,7 +228,7 @@ class Decoder final : public KeyedCoder {
   }
 
   std::vector<Owned<Object>> decodeList(const char* key) {
-    const auto* references = as<Array>(find(entry_, key), "NSArray");
+    const auto* references = as<Array>(find(entry_, key));
     if (references == nullptr) damaged(std::string("no list under ") + key);
     std::vector<Owned<Object>> objects;
     for (const id reference : references->items) {
@@ -244,25 +238,27 @@ class Decoder final : public KeyedCoder {
     return objects;
   }
 
-  Owned<Object> decodeArray(Array* empty) {
-    auto array = own(empty);
+  Owned<Object> decodeArray() {
+    auto array = own(makeArray());
     for (const auto& item : decodeList("NS.objects")) append(array.get(), item.get());
     return own<Object>(array.release());
   }
 
-  Owned<Object> decodeDictionary(Dictionary* empty) {
-    auto dictionary = own(empty);
+  Owned<Object> decodeDictionary() {
+    auto dictionary = own(makeDictionary());
     const auto keys = decodeList("NS.keys");
     const auto values = decodeList("NS.objects");
     if (keys.size() != values.size()) damaged("a dictionary with more keys than values, or fewer");
     for (std::size_t i = 0; i < keys.size(); ++i) {
-      store(dictionary.get(), keys[i].get(), values[i].get());
+      const auto* key = as<String>(keys[i].get());
+      if (key == nullptr) damaged("a dictionary with a key that is no string");
+      dictionary->entries.insert_or_assign(key->units, values[i]);
     }
     return own<Object>(dictionary.release());
   }
 
   Owned<Object> decodeDate() {
-    const auto* number = as<Number>(find(entry_, "NS.time"), "NSNumber");
+    const auto* number = as<Number>(find(entry_, "NS.time"));
     if (number == nullptr) damaged("a date without a time");
     const bool isReal = number->kind == Number::Kind::real;
     const double seconds = isReal ? number->real : static_cast<double>(number->integer);
@@ -289,11 +285,11 @@ struct Archive {
 };
 
 std::optional<Archive> archiveIn(id list) {
-  const auto* whole = as<Dictionary>(list, "NSDictionary");
+  const auto* whole = as<Dictionary>(list);
   if (whole == nullptr) return std::nullopt;
-  const auto* version = as<Number>(find(whole, "$version"), "NSNumber");
-  const auto* top = as<Dictionary>(find(whole, "$top"), "NSDictionary");
-  const auto* objects = as<Array>(find(whole, "$objects"), "NSArray");
+  const auto* version = as<Number>(find(whole, "$version"));
+  const auto* top = as<Dictionary>(find(whole, "$top"));
+  const auto* objects = as<Array>(find(whole, "$objects"));
   if (version == nullptr || version->integer != formatVersion || top == nullptr ||
       objects == nullptr || toUtf8(find(whole, "$archiver")) != archiverName) {
     return std::nullopt;
@@ -304,9 +300,9 @@ std::optional<Archive> archiveIn(id list) {
 id unarchiveObjectWithData(Class, SEL, id data) {
   if (failsNow(Fault::unarchiveObjectWithData)) damaged("it was told to fail");
   if (data == nullptr) return nullptr;
-  const auto* bytes = as<Data>(data, "NSData");
+  const auto* bytes = as<Data>(data);
   if (bytes == nullptr) {
-    misused("-[" + std::string(className(object_getClass(data))) +
+    misused("-[" + std::string(className(classOf(data))) +
             " bytes]: unrecognized selector sent to instance");
   }
   return objc_autorelease(unarchive(bytes->bytes));
@@ -335,7 +331,7 @@ id unarchive(std::span<const std::uint8_t> bytes) {
 }
 
 void defineKeyedArchive() {
-  defineClass<Object>("NSKeyedUnarchiver", "NSObject")
+  defineClass<Object>("NSKeyedUnarchiver")
       .classMethod("unarchiveObjectWithData:", &unarchiveObjectWithData);
 }
 

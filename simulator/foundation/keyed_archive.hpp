@@ -40,4 +40,6 @@ std::vector<std::uint8_t> archive(id root, PropertyListForm form);
 // themselves) raises NSInvalidUnarchiveOperationException or NSInvalidArgumentException.
 id unarchive(std::span<const std::uint8_t> bytes);
 
+void defineKeyedArchive();
+
 }  // namespace simulator

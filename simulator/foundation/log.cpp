@@ -1,7 +1,7 @@
 #include <cstdarg>
 
-#include "simulator/call_trace.hpp"
-#include "simulator/device.hpp"
+#include "simulator/context/call_trace.hpp"
+#include "simulator/context/context.hpp"
 #include "simulator/foundation/objects.hpp"
 
 double NSFoundationVersionNumber = 1047.25;  // that of iOS 7.1
@@ -12,5 +12,5 @@ void NSLog(NSString* format, ...) noexcept {
   std::string text = simulator::formatted(simulator::toUtf8(format), arguments);
   va_end(arguments);
   simulator::traceCall("NSLog", text);
-  simulator::Device::current().log.write(std::move(text));
+  simulator::Context::current().log.write(std::move(text));
 }

@@ -1,14 +1,14 @@
 // The Foundation objects of the simulated phone, as the simulator's own C++ code sees them. The
 // library sees none of this: it sends messages.
 //
-// Every make function gives one reference, which the caller owns. Objects are immutable once
-// made, but for the mutable collections, which one thread at a time may change.
+// Every make function gives one reference, which the caller owns. Whoever makes a collection fills
+// it before anyone else sees it; after that, the library alone may change its mutable ones.
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "simulator/runtime/object.hpp"
@@ -17,35 +17,22 @@ namespace simulator {
 
 // ---- Strings -----------------------------------------------------------------------------------
 
-// A string of UTF-16 code units, kept in one allocation: the units follow the struct, one byte
-// each when all of them are below 256, else two. A null byte ends them, so that even an empty
-// string has a first unit to look at.
 struct String : Object {
-  String(std::uint32_t units, bool twoBytesEach) : shape(units << 1 | (twoBytesEach ? 1 : 0)) {}
-
-  static constexpr std::uint32_t longest = 0x7fff'ffff;
-  const std::uint32_t shape;  // one word, so that two strings are quickly told apart
-
-  std::uint32_t length() const { return shape >> 1; }  // in UTF-16 code units
-  bool wide() const { return (shape & 1) != 0; }       // two bytes a unit
-  const std::uint8_t* narrowUnits() const {
-    return reinterpret_cast<const std::uint8_t*>(this + 1);
-  }
-  const char16_t* wideUnits() const { return reinterpret_cast<const char16_t*>(this + 1); }
-  char16_t at(std::size_t index) const {
-    return wide() ? wideUnits()[index] : narrowUnits()[index];
-  }
+  static constexpr const char* platformClass = "NSString";
+  std::u16string units;
 };
 
 String* makeString(std::string_view utf8);  // malformed bytes become U+FFFD
-String* makeString(const char16_t* units, std::size_t length);
+String* makeString(std::u16string units);
 String* makeImmortalString(std::string_view utf8);  // a constant of the platform, never counted
+std::u16string utf16From(std::string_view utf8);    // each malformed byte becomes U+FFFD
 std::string toUtf8(id object);                      // "" for null; lone surrogates become U+FFFD
-bool equalStrings(const String* left, const String* right);  // unit for unit
 
 // ---- Numbers, data, dates ----------------------------------------------------------------------
 
 struct Number : Object {
+  static constexpr const char* platformClass = "NSNumber";
+
   enum class Kind : std::uint8_t { boolean, integer, real };
   Kind kind = Kind::integer;
   std::int64_t integer = 0;  // also 0 or 1 for a boolean
@@ -57,6 +44,8 @@ Number* makeInteger(std::int64_t value);
 Number* makeReal(double value);
 
 struct Data : Object {
+  static constexpr const char* platformClass = "NSData";
+
   std::vector<std::uint8_t> bytes;
 };
 
@@ -64,6 +53,8 @@ Data* makeData(std::vector<std::uint8_t> bytes);
 
 // A moment, in seconds since 2001-01-01 00:00:00 UTC, the platform's reference date.
 struct Date : Object {
+  static constexpr const char* platformClass = "NSDate";
+
   double sinceReferenceDate = 0;
 };
 
@@ -71,6 +62,8 @@ Date* makeDate(double sinceReferenceDate);
 
 // The index of an object inside a keyed archive: a property-list type of its own.
 struct Uid : Object {
+  static constexpr const char* platformClass = "NSKeyedArchiverUID";
+
   std::uint64_t value = 0;
 };
 
@@ -79,32 +72,33 @@ Uid* makeUid(std::uint64_t value);
 // ---- Collections: they retain what they hold ---------------------------------------------------
 
 struct Array : Object {
+  static constexpr const char* platformClass = "NSArray";
   std::vector<id> items;
   unsigned long mutations = 0;
   ~Array();
 };
 
-Array* makeArray();  // an NSArray; fill it with `append` before anyone sees it
-Array* makeMutableArray();
+Array* makeArray();
 void append(Array* array, id item);  // retains the item
 
-struct ObjectHash {
-  std::size_t operator()(id object) const;
-};
-struct ObjectEqual {
-  bool operator()(id left, id right) const;  // the platform's isEqual:
-};
-
 struct Dictionary : Object {
-  std::unordered_map<id, id, ObjectHash, ObjectEqual> entries;
-  ~Dictionary();
+  static constexpr const char* platformClass = "NSDictionary";
+  std::map<std::u16string, Owned<Object>> entries;  // keys are strings, here
 };
 
 Dictionary* makeDictionary();
-Dictionary* makeMutableDictionary();
-void store(Dictionary* dictionary, id key,
-           id value);  // retains both; replaces an equal key's value
+void store(Dictionary* dictionary, std::string_view key,
+           id value);                                         // replaces an equal key's value
 id find(const Dictionary* dictionary, std::string_view key);  // not owned; null when absent
+
+bool areEqual(id left, id right);  // the platform's isEqual:, with null for nothing
+
+// ---- Their classes, each function those of one source file -------------------------------------
+
+void defineStrings();
+void defineValues();
+void defineDates();
+void defineCollections();
 
 // ---- Printing ----------------------------------------------------------------------------------
 
@@ -116,8 +110,8 @@ id find(const Dictionary* dictionary, std::string_view key);  // not owned; null
 // and null as (null).
 std::string describe(id object);
 
-// Formats as stringWithFormat: and NSLog do: %@ %d %i %u %x %ld %lu %lld %llu %f %g %s %c %%.
-// An unknown conversion raises NSInvalidArgumentException.
+// Formats as stringWithFormat: and NSLog do, but with %@ and %d alone, which is all that anybody
+// here uses. Another conversion raises NSInvalidArgumentException.
 std::string formatted(std::string_view format, va_list arguments);
 
 }  // namespace simulator

@@ -12,7 +12,6 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -263,8 +262,7 @@ Owned<Object> fromDictionary(plist_t node) {
     plist_dict_next_item(node, place, &name, &value);
     const std::unique_ptr<char, decltype(&std::free)> nameOwner(name, &std::free);
     if (name == nullptr || value == nullptr) return owned(result.release());
-    const auto key = own(makeString(name));
-    store(result.get(), key.get(), fromNode(value).get());
+    store(result.get(), name, fromNode(value).get());
   }
 }
 
@@ -367,25 +365,23 @@ class NodeBuilder {
   Node build(id object, int depth = 1) {
     if (depth > deepestPropertyList) refuseToWrite(tooDeep);
     if (++built_ > mostObjects) refuseToWrite(tooMany);
-    if (const auto* string = as<String>(object, "NSString")) return Node(text(string));
-    if (const auto* number = as<Number>(object, "NSNumber")) return Node(fromNumber(*number));
-    if (const auto* data = as<Data>(object, "NSData")) return Node(fromData(*data));
-    if (const auto* date = as<Date>(object, "NSDate")) return Node(fromMoment(*date));
-    if (const auto* uid = as<Uid>(object, "NSKeyedArchiverUID"))
-      return Node(plist_new_uid(uid->value));
-    if (const auto* array = as<Array>(object, "NSArray")) return list(*array, depth);
-    if (const auto* entries = as<Dictionary>(object, "NSDictionary")) return map(*entries, depth);
+    if (as<String>(object)) return Node(plist_new_string(plainText(object).c_str()));
+    if (const auto* number = as<Number>(object)) return Node(fromNumber(*number));
+    if (const auto* data = as<Data>(object)) return Node(fromData(*data));
+    if (const auto* date = as<Date>(object)) return Node(fromMoment(*date));
+    if (const auto* uid = as<Uid>(object)) return Node(plist_new_uid(uid->value));
+    if (const auto* array = as<Array>(object)) return list(*array, depth);
+    if (const auto* entries = as<Dictionary>(object)) return map(*entries, depth);
     refuseToWrite("an object of a class that can't be in one: " +
-                  (object == nullptr ? "(null)" : std::string(className(object_getClass(object)))));
+                  (object == nullptr ? "(null)" : std::string(className(classOf(object)))));
   }
 
  private:
-  static std::string plainText(const String* string) {
-    std::string utf8 = toUtf8(const_cast<String*>(string));
+  static std::string plainText(id string) {
+    std::string utf8 = toUtf8(string);
     if (utf8.find('\0') != std::string::npos) refuseToWrite("a string with a null character");
     return utf8;
   }
-  static plist_t text(const String* string) { return plist_new_string(plainText(string).c_str()); }
 
   static plist_t fromNumber(const Number& number) {
     if (number.kind == Number::Kind::boolean) return plist_new_bool(number.integer != 0 ? 1 : 0);
@@ -421,9 +417,8 @@ class NodeBuilder {
   Node map(const Dictionary& entries, int depth) {
     Node result(plist_new_dict());
     for (const auto& [key, value] : entries.entries) {
-      const auto* name = as<String>(key, "NSString");
-      if (name == nullptr) refuseToWrite("a key that is no string");
-      plist_dict_set_item(result.get(), plainText(name).c_str(), build(value, depth + 1).release());
+      const std::string name = plainText(own(makeString(key)).get());
+      plist_dict_set_item(result.get(), name.c_str(), build(value.get(), depth + 1).release());
     }
     return result;
   }

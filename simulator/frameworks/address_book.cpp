@@ -1,21 +1,25 @@
 #include "simulator/frameworks/address_book.hpp"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "platform/abi.hpp"
-#include "simulator/call_trace.hpp"
-#include "simulator/device.hpp"
-#include "simulator/device_error.hpp"
-#include "simulator/faults.hpp"
+#include "simulator/context/call_trace.hpp"
+#include "simulator/context/device_error.hpp"
+#include "simulator/context/faults.hpp"
 #include "simulator/foundation/objects.hpp"
 #include "simulator/foundation/property_list.hpp"
 #include "simulator/frameworks/address_book_database.hpp"
-#include "simulator/runtime/classes.hpp"
+#include "simulator/frameworks/dispatch.hpp"
 
 namespace simulator {
 namespace {
@@ -31,39 +35,24 @@ std::string digitsOf(std::string_view text) {
   return digits;
 }
 
-char lowered(char unit) {
-  return unit >= 'A' && unit <= 'Z' ? static_cast<char>(unit - 'A' + 'a') : unit;
+std::string lowered(std::string_view text) {
+  std::string result(text);
+  for (char& unit : result) {
+    if (unit >= 'A' && unit <= 'Z') unit = static_cast<char>(unit - 'A' + 'a');
+  }
+  return result;
 }
 
-bool equalButForCase(std::string_view left, std::string_view right) {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](char a, char b) { return lowered(a) == lowered(b); });
-}
+constexpr std::size_t shortestTail = 7;
 
 // A number without digits is the same as no other.
 bool sameDigits(std::string_view left, std::string_view right) {
-  constexpr std::size_t shortestTail = 7;
   if (left == right) return !left.empty();
   return std::min(left.size(), right.size()) >= shortestTail &&
          (left.ends_with(right) || right.ends_with(left));
 }
 
-// The number or address that a message comes from, to be compared with many.
-class Destination {
- public:
-  explicit Destination(std::string_view text) : text_(text), digits_(digitsOf(text)) {}
-
-  bool is(std::string_view stored) const {
-    if (isAddress(text_) || isAddress(stored)) return equalButForCase(text_, stored);
-    return sameDigits(digits_, digitsOf(stored));
-  }
-
- private:
-  static bool isAddress(std::string_view text) { return text.find('@') != std::string_view::npos; }
-
-  std::string_view text_;
-  std::string digits_;
-};
+bool isAddress(std::string_view text) { return text.find('@') != std::string_view::npos; }
 
 // ---- Favourites --------------------------------------------------------------------------------
 
@@ -72,7 +61,7 @@ Owned<Array> readFavourites(const std::filesystem::path& file) {
   std::string why;
   const Owned<Object> root = readPropertyList(file, &why);
   if (root) why = "a property list, but not of an array";
-  auto* list = as<Array>(root.get(), "NSArray");
+  auto* list = as<Array>(root.get());
   if (list == nullptr) throw DeviceError(file, why + "; expected a property list of favourites");
   return share(list);
 }
@@ -88,12 +77,68 @@ std::vector<std::string> textsOf(const std::vector<AddressBookDatabase::Text>& v
 }  // namespace
 
 bool sameDestination(std::string_view destinationId, std::string_view stored) {
-  return Destination(destinationId).is(stored);
+  if (isAddress(destinationId) || isAddress(stored))
+    return lowered(destinationId) == lowered(stored);
+  return sameDigits(digitsOf(destinationId), digitsOf(stored));
 }
+
+// ---- The index ---------------------------------------------------------------------------------
+
+class AddressBookStore::Index {
+ public:
+  explicit Index(const std::filesystem::path& file)
+      : file_(file), state_(stateOf(file)), database_(file, Access::read) {
+    version_ = database_.version();
+    for (const std::string& value : database_.values()) {
+      if (isAddress(value)) {
+        addresses_.insert(lowered(value));
+      } else {
+        std::string digits = digitsOf(value);
+        std::string key = tailOf(digits);
+        numbers_.emplace(std::move(key), std::move(digits));
+      }
+    }
+  }
+
+  bool isCurrent() const { return stateOf(file_) == state_ && database_.version() == version_; }
+
+  bool contains(std::string_view destinationId) const {
+    if (isAddress(destinationId)) return addresses_.contains(lowered(destinationId));
+    const std::string digits = digitsOf(destinationId);
+    const auto [first, last] = numbers_.equal_range(tailOf(digits));
+    return std::any_of(first, last,
+                       [&](const auto& entry) { return sameDigits(digits, entry.second); });
+  }
+
+ private:
+  using State = std::array<std::int64_t, 5>;
+
+  // All zeros without a file.
+  static State stateOf(const std::filesystem::path& file) {
+    struct stat found {};
+    if (stat(file.c_str(), &found) != 0) return {};
+    return {static_cast<std::int64_t>(found.st_dev), static_cast<std::int64_t>(found.st_ino),
+            found.st_size, found.st_mtim.tv_sec, found.st_mtim.tv_nsec};
+  }
+
+  // Two numbers that are the same have the same one.
+  static std::string tailOf(const std::string& digits) {
+    return digits.substr(digits.size() - std::min(digits.size(), shortestTail));
+  }
+
+  std::filesystem::path file_;
+  State state_;
+  AddressBookDatabase database_;
+  std::int64_t version_ = 0;
+  std::unordered_set<std::string> addresses_;                  // in small letters
+  std::unordered_multimap<std::string, std::string> numbers_;  // digits, by their tail
+};
 
 // ---- The store ---------------------------------------------------------------------------------
 
 AddressBookStore::AddressBookStore(const std::filesystem::path& root) : root_(root) {}
+
+AddressBookStore::~AddressBookStore() = default;
 
 std::filesystem::path AddressBookStore::database() const {
   return root_ / "var/mobile/Library/AddressBook/AddressBook.sqlitedb";
@@ -125,10 +170,10 @@ std::int32_t AddressBookStore::addGroup(const std::string& name,
 
 void AddressBookStore::addFavourite(const std::string& value) {
   const auto current = readFavourites(favourites());
-  const auto list = own(makeMutableArray());
+  const auto list = own(makeArray());
   for (const id entry : current->items) append(list.get(), entry);
   const auto entry = own(makeDictionary());
-  store(entry.get(), own(makeString("Value")).get(), own(makeString(value)).get());
+  store(entry.get(), "Value", own(makeString(value)).get());
   append(list.get(), entry.get());
   savePropertyList(favourites(), list.get(), PropertyListForm::binary);
 }
@@ -157,19 +202,20 @@ std::vector<Group> AddressBookStore::groups() const {
 }
 
 bool AddressBookStore::contains(const std::string& destinationId) const {
-  const Destination destination(destinationId);
-  return AddressBookDatabase(database(), Access::read).anyValue([&](std::string_view stored) {
-    return destination.is(stored);
-  });
+  const std::lock_guard lock(indexMutex_);
+  if (index_ == nullptr || !index_->isCurrent()) {
+    index_.reset();  // not to be asked again, should the new one fail
+    index_ = std::make_unique<Index>(database());
+  }
+  return index_->contains(destinationId);
 }
 
 bool AddressBookStore::favouritesContain(const std::string& destinationId) const {
-  const Destination destination(destinationId);
   const auto list = readFavourites(favourites());
   return std::any_of(list->items.begin(), list->items.end(), [&](id item) {
-    const auto* entry = as<Dictionary>(item, "NSDictionary");
+    const auto* entry = as<Dictionary>(item);
     const id value = entry == nullptr ? nullptr : find(entry, "Value");
-    return as<String>(value, "NSString") != nullptr && destination.is(toUtf8(value));
+    return as<String>(value) != nullptr && sameDestination(destinationId, toUtf8(value));
   });
 }
 
@@ -180,11 +226,15 @@ namespace {
 using Database = std::shared_ptr<const AddressBookDatabase>;
 
 struct MultiValue : Object {
+  static constexpr const char* platformClass = "ABMultiValue";
+
   std::vector<Owned<String>> values;  // null where the database has NULL
 };
 
 // A person or a group. A group keeps the connection, to ask for its members.
 struct Record : Object {
+  static constexpr const char* platformClass = "ABRecord";
+
   std::int64_t recordId = 0;
   Owned<String> name;
   Owned<MultiValue> phones;
@@ -194,13 +244,19 @@ struct Record : Object {
 
 // The groups that it has handed out, since the caller does not own those.
 struct Book : Object {
+  static constexpr const char* platformClass = "ABAddressBook";
+
+  ~Book() {
+    if (heldByCompletion == this) heldByCompletion = nullptr;
+  }
+
   Database database;
   std::map<std::int64_t, Owned<Record>> groups;
 };
 
-Book* bookOf(id object) { return as<Book>(object, "ABAddressBook"); }
-Record* recordOf(id object) { return as<Record>(object, "ABRecord"); }
-MultiValue* multiValueOf(id object) { return as<MultiValue>(object, "ABMultiValue"); }
+Book* bookOf(id object) { return as<Book>(object); }
+Record* recordOf(id object) { return as<Record>(object); }
+MultiValue* multiValueOf(id object) { return as<MultiValue>(object); }
 
 // Hands the reference over to the caller, under the framework's name for the object.
 template <class Handle, class T>
@@ -208,21 +264,29 @@ Handle handOver(Owned<T> object) {
   return static_cast<Handle>(static_cast<id>(object.release()));
 }
 
+// What `read` gives, or null where the file can't be read.
+template <class Read>
+auto nullOnError(Read read) -> decltype(read()) {
+  try {
+    return read();
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
 Owned<String> stringOf(const AddressBookDatabase::Text& text) {
   return text ? own(makeString(*text)) : Owned<String>();
 }
 
 Owned<MultiValue> multiValueOf(const std::vector<AddressBookDatabase::Text>& values) {
-  static const Class type = classNamed("ABMultiValue");
   if (values.empty()) return {};
-  auto result = own(make<MultiValue>(type));
+  auto result = own(make<MultiValue>());
   for (const auto& value : values) result->values.push_back(stringOf(value));
   return result;
 }
 
 Owned<Record> makeRecord(std::int64_t recordId, const AddressBookDatabase::Text& name) {
-  static const Class type = classNamed("ABRecord");
-  auto record = own(make<Record>(type));
+  auto record = own(make<Record>());
   record->recordId = recordId;
   record->name = stringOf(name);
   return record;
@@ -260,9 +324,9 @@ std::shared_ptr<const BlockLiteral> copyOf(const BlockLiteral* block) {
 }  // namespace
 
 void defineAddressBook() {
-  defineClass<Book>("ABAddressBook", "NSObject");
-  defineClass<Record>("ABRecord", "NSObject");
-  defineClass<MultiValue>("ABMultiValue", "NSObject");
+  defineClass<Book>();
+  defineClass<Record>();
+  defineClass<MultiValue>();
 }
 
 }  // namespace simulator
@@ -277,66 +341,57 @@ const ABPropertyID kABPersonEmailProperty = AddressBookDatabase::emailProperty;
 ABAddressBookRef ABAddressBookCreateWithOptions(CFDictionaryRef, CFErrorRef* error) noexcept {
   if (error != nullptr) *error = nullptr;
   if (failsNow(Fault::ABAddressBookCreateWithOptions)) return nullptr;
-  const AddressBookStore& store = Device::current().addressBook;
+  const AddressBookStore& store = AddressBookStore::current();
   if (!store.present) return nullptr;
-  try {
-    auto book = own(make<Book>(classNamed("ABAddressBook")));
+  return nullOnError([&] {
+    auto book = own(make<Book>());
     book->database = std::make_shared<AddressBookDatabase>(store.database(), Access::read);
     return handOver<ABAddressBookRef>(std::move(book));
-  } catch (const std::exception&) {
-    return nullptr;
-  }
+  });
 }
 
-void ABAddressBookRequestAccessWithCompletion(ABAddressBookRef,
+void ABAddressBookRequestAccessWithCompletion(ABAddressBookRef book,
                                               const BlockLiteral* completion) noexcept {
-  Device& device = Device::current();
   const bool granted = !failsNow(Fault::ABAddressBookRequestAccessWithCompletion) &&
-                       device.addressBook.accessGranted;
-  device.queue.async([block = copyOf(completion), granted] {
+                       AddressBookStore::current().accessGranted;
+  DispatchQueue::current().async([block = copyOf(completion), granted, held = bookOf(book)] {
     using Invoke = void (*)(const BlockLiteral*, bool, CFErrorRef);
+    heldByCompletion = held;
     reinterpret_cast<Invoke>(block->invoke)(block.get(), granted, nullptr);
   });
 }
 
 ABRecordRef ABAddressBookGetGroupWithRecordID(ABAddressBookRef book, ABRecordID group) noexcept {
-  if (failsNow(Fault::ABAddressBookGetGroupWithRecordID)) return nullptr;
   Book* const opened = bookOf(book);
-  if (opened == nullptr) return nullptr;
-  try {
+  if (failsNow(Fault::ABAddressBookGetGroupWithRecordID) || opened == nullptr) return nullptr;
+  return nullOnError([&]() -> ABRecordRef {
     const auto row = opened->database->group(group);
     return row ? static_cast<ABRecordRef>(static_cast<id>(groupOf(*opened, *row))) : nullptr;
-  } catch (const DeviceError&) {
-    return nullptr;
-  }
+  });
 }
 
 CFArrayRef ABAddressBookCopyArrayOfAllGroups(ABAddressBookRef book) noexcept {
-  if (failsNow(Fault::ABAddressBookCopyArrayOfAllGroups)) return nullptr;
   Book* const opened = bookOf(book);
-  if (opened == nullptr) return nullptr;
-  try {
+  if (failsNow(Fault::ABAddressBookCopyArrayOfAllGroups) || opened == nullptr) return nullptr;
+  return nullOnError([&] {
     auto list = own(makeArray());
     for (const auto& row : opened->database->groups()) append(list.get(), groupOf(*opened, row));
     return handOver<CFArrayRef>(std::move(list));
-  } catch (const DeviceError&) {
-    return nullptr;
-  }
+  });
 }
 
 CFArrayRef ABGroupCopyArrayOfAllMembers(ABRecordRef group) noexcept {
-  if (failsNow(Fault::ABGroupCopyArrayOfAllMembers)) return nullptr;
   const Record* const record = recordOf(group);
-  if (record == nullptr || record->database == nullptr) return nullptr;
-  try {
+  if (failsNow(Fault::ABGroupCopyArrayOfAllMembers) || record == nullptr || !record->database) {
+    return nullptr;
+  }
+  return nullOnError([&] {
     auto list = own(makeArray());
     for (const auto& row : record->database->membersOf(record->recordId)) {
       append(list.get(), personOf(row).get());
     }
     return handOver<CFArrayRef>(std::move(list));
-  } catch (const DeviceError&) {
-    return nullptr;
-  }
+  });
 }
 
 ABRecordID ABRecordGetRecordID(ABRecordRef record) noexcept {

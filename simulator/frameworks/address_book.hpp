@@ -8,10 +8,13 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <optional>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "simulator/context/context.hpp"
 
 namespace simulator {
 
@@ -33,9 +36,10 @@ struct Group {
 // all the digits of the other.
 bool sameDestination(std::string_view destinationId, std::string_view stored);
 
-class AddressBookStore {
+class AddressBookStore : public Current<AddressBookStore> {
  public:
   explicit AddressBookStore(const std::filesystem::path& root);
+  ~AddressBookStore();
 
   // Throws DeviceError when the file is there but is no such database.
   void check() const;
@@ -51,6 +55,10 @@ class AddressBookStore {
   std::vector<Group> groups() const;
 
   // The platform's own look-ups, as the bulletin server asks them: `sameDestination` decides.
+  // `contains` asks an index, which is made anew for each state of the database. The state is the
+  // same as long as the file is (device, inode, size and time of the last change) and SQLite tells
+  // the index's own connection of no other's commit (PRAGMA data_version); it needs no help from
+  // whoever writes. Any thread.
   bool contains(const std::string& destinationId) const;
   bool favouritesContain(const std::string& destinationId) const;
 
@@ -62,7 +70,13 @@ class AddressBookStore {
   std::filesystem::path favourites() const;  // …/Preferences/com.apple.mobilephone.speeddial.plist
 
  private:
+  class Index;
+
   std::filesystem::path root_;
+  mutable std::mutex indexMutex_;
+  mutable std::unique_ptr<Index> index_;
 };
+
+void defineAddressBook();
 
 }  // namespace simulator

@@ -4,7 +4,7 @@
 
 #include <unordered_map>
 
-#include "simulator/device_error.hpp"
+#include "simulator/context/device_error.hpp"
 
 namespace simulator {
 namespace {
@@ -263,13 +263,18 @@ std::optional<AddressBookDatabase::GroupRow> AddressBookDatabase::group(std::int
   return GroupRow{row.integer(0), Text(row.text(1))};
 }
 
-bool AddressBookDatabase::anyValue(const std::function<bool(std::string_view)>& visit) const {
-  Statement values(*this, "SELECT value FROM ABMultiValue WHERE property IN (3, 4)");
-  while (values.next()) {
-    const auto value = values.text(0);
-    if (value && visit(*value)) return true;
-  }
-  return false;
+std::vector<std::string> AddressBookDatabase::values() const {
+  std::vector<std::string> found;
+  Statement rows(*this,
+                 "SELECT value FROM ABMultiValue WHERE property IN (3, 4) AND value IS NOT NULL");
+  while (rows.next()) found.emplace_back(rows.text(0).value_or(""));
+  return found;
+}
+
+std::int64_t AddressBookDatabase::version() const {
+  Statement row(*this, "PRAGMA data_version");
+  row.next();
+  return row.integer(0);
 }
 
 // ---- Editing -----------------------------------------------------------------------------------

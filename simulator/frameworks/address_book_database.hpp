@@ -9,13 +9,11 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -54,8 +52,10 @@ class AddressBookDatabase {
   std::vector<PersonRow> membersOf(std::int64_t group) const;  // persons only, in member order
   std::vector<std::int64_t> memberIdsOf(std::int64_t group) const;
 
-  // Calls `visit` with each number and address until it answers true; says whether it did.
-  bool anyValue(const std::function<bool(std::string_view)>& visit) const;
+  std::vector<std::string> values() const;  // every number and address
+
+  // Another one after somebody else's commit, as this connection sees it.
+  std::int64_t version() const;
 
   // All or nothing; the new record's ID.
   std::int64_t addPerson(const std::string& name, const std::vector<std::string>& phones,

@@ -2,11 +2,11 @@
 
 #include <cstdio>
 
-#include "simulator/device.hpp"
-#include "simulator/faults.hpp"
+#include "simulator/context/device_error.hpp"
+#include "simulator/context/faults.hpp"
 #include "simulator/foundation/keyed_archive.hpp"
 #include "simulator/foundation/property_list.hpp"
-#include "simulator/runtime/classes.hpp"
+#include "simulator/frameworks/address_book.hpp"
 
 namespace simulator {
 
@@ -19,23 +19,37 @@ constexpr std::uint64_t bitOf(std::int64_t overrideType) {
   return std::uint64_t{1} << (static_cast<std::uint64_t>(overrideType) & 63);
 }
 
-constexpr const char* overrideClass = "BBBehaviorOverride";
-constexpr const char* intervalClass = "BBBehaviorOverrideEffectiveInterval";
-
 struct EffectiveInterval : Object {
+  static constexpr const char* platformClass = "BBBehaviorOverrideEffectiveInterval";
+
   DailyPeriod period{};
 };
 
 struct BehaviorOverride : Object {
+  static constexpr const char* platformClass = "BBBehaviorOverride";
+
   std::int64_t overrideType = 0;
   std::int64_t mode = 0;
   Owned<Object> effectiveIntervals;
 };
 
+// Whoever replaces a method must hand on what it was given.
+void expectCall(const char* type, const char* name, id receiver, SEL selector) {
+  if (selector != sel_registerName(name) || !isKindOf(receiver, classNamed(type))) {
+    fatal(std::string(type) + ": " + name + " was called with another receiver or selector");
+  }
+}
+
+constexpr const char* presentSelector =
+    "shouldPresentNotificationOfType:fromSenderWithDestinationID:";
+constexpr const char* changedSelector = "activeBehaviorOverrideTypesChanged:";
+constexpr const char* changedWithSourceSelector = "activeBehaviorOverrideTypesChanged:source:";
+constexpr const char* activeSelector = "isActiveForDate:";
+
 // ---- The server --------------------------------------------------------------------------------
 
-BOOL platformDecision(id, SEL, int, id) {
-  const BulletinBoard& board = Device::current().bulletinBoard;
+BOOL decisionOf() {
+  const BulletinBoard& board = BulletinBoard::current();
   switch (board.platformAnswer.load()) {
     case PlatformAnswer::yes:
       return true;
@@ -47,31 +61,40 @@ BOOL platformDecision(id, SEL, int, id) {
   return board.activeOverrideTypes == 0;
 }
 
-BOOL platformDecisionInFeed(id server, SEL selector, int type, id destinationId, NSUInteger) {
-  return platformDecision(server, selector, type, destinationId);
+BOOL platformDecision(id server, SEL selector, int, id) {
+  expectCall("BBServer", presentSelector, server, selector);
+  return decisionOf();
 }
 
+BOOL platformDecisionInFeed(id, SEL, int, id, NSUInteger) { return decisionOf(); }
+
 BOOL addressBookContains(id, SEL, id destinationId) {
-  return destinationId != nullptr && Device::current().addressBook.contains(toUtf8(destinationId));
+  return destinationId != nullptr && AddressBookStore::current().contains(toUtf8(destinationId));
 }
 
 BOOL favoritesContain(id, SEL, id destinationId) {
   return destinationId != nullptr &&
-         Device::current().addressBook.favouritesContain(toUtf8(destinationId));
+         AddressBookStore::current().favouritesContain(toUtf8(destinationId));
 }
 
 // ---- The settings gateway ----------------------------------------------------------------------
 
 void learn(NSUInteger types, std::optional<std::uint64_t> source) {
-  BulletinBoard& board = Device::current().bulletinBoard;
+  BulletinBoard& board = BulletinBoard::current();
   board.activeOverrideTypes = types;
   board.lastSource = source;
   if (board.whenGatewayLearns) board.whenGatewayLearns();
 }
 
-void gatewayLearns(id, SEL, NSUInteger types) { learn(types, std::nullopt); }
+void gatewayLearns(id gateway, SEL selector, NSUInteger types) {
+  expectCall("BBSettingsGateway", changedSelector, gateway, selector);
+  learn(types, std::nullopt);
+}
 
-void gatewayLearnsWithSource(id, SEL, NSUInteger types, NSUInteger source) { learn(types, source); }
+void gatewayLearnsWithSource(id gateway, SEL selector, NSUInteger types, NSUInteger source) {
+  expectCall("BBSettingsGateway", changedWithSourceSelector, gateway, selector);
+  learn(types, source);
+}
 
 // ---- Overrides ---------------------------------------------------------------------------------
 
@@ -89,19 +112,20 @@ id initOverrideWithoutMode(BehaviorOverride* self, SEL selector, id effectiveInt
 }
 
 const Array* intervalsOf(const BehaviorOverride* self) {
-  return as<Array>(self->effectiveIntervals.get(), "NSArray");
+  return as<Array>(self->effectiveIntervals.get());
 }
 
-BOOL isActiveForDate(BehaviorOverride* self, SEL, id moment) {
-  const auto* const date = as<Date>(moment, "NSDate");
+BOOL isActiveForDate(BehaviorOverride* self, SEL selector, id moment) {
+  expectCall(BehaviorOverride::platformClass, activeSelector, self, selector);
+  const auto* const date = as<Date>(moment);
   const Array* const intervals = intervalsOf(self);
   if (date == nullptr || intervals == nullptr) return false;
-  const Clock& clock = Device::current().clock;
+  const Clock& clock = Context::current().clock;
   const auto local = clock.local(Clock::fromReferenceDate(date->sinceReferenceDate));
   const auto timeOfDay = std::chrono::floor<std::chrono::minutes>(
       local - std::chrono::floor<std::chrono::days>(local));
   for (const id item : intervals->items) {
-    const auto* const interval = as<EffectiveInterval>(item, intervalClass);
+    const auto* const interval = as<EffectiveInterval>(item);
     if (interval != nullptr && interval->period.contains(timeOfDay)) return true;
   }
   return false;
@@ -120,7 +144,7 @@ void encodeOverride(id object, KeyedCoder& coder) {
 }
 
 id decodeOverride(KeyedCoder& coder) {
-  const Owned<BehaviorOverride> decoded = own(make<BehaviorOverride>(classNamed(overrideClass)));
+  const Owned<BehaviorOverride> decoded = own(make<BehaviorOverride>());
   decoded->overrideType = coder.decodeInteger("overrideType");
   decoded->mode = coder.decodeInteger("mode");
   decoded->effectiveIntervals = coder.decodeObject("effectiveIntervals");
@@ -144,7 +168,7 @@ id decodeInterval(KeyedCoder& coder) {
     throw PlatformException("NSInvalidUnarchiveOperationException",
                             "an effective interval without a period of the day");
   }
-  auto* const interval = make<EffectiveInterval>(classNamed(intervalClass));
+  auto* const interval = make<EffectiveInterval>();
   interval->period = period;
   return interval;
 }
@@ -152,27 +176,23 @@ id decodeInterval(KeyedCoder& coder) {
 }  // namespace
 
 void defineBulletinBoard() {
-  defineClass<Object>("BBServer", "NSObject")
-      .method("shouldPresentNotificationOfType:fromSenderWithDestinationID:", &platformDecision)
+  defineClass<Object>("BBServer")
+      .method(presentSelector, &platformDecision)
       .method("shouldPresentNotificationOfType:fromSenderWithDestinationID:inFeed:",
               &platformDecisionInFeed)
       .method("_doesAddressBookContainDestinationID:", &addressBookContains)
       .method("_doesFavoritesListContainDestinationID:", &favoritesContain);
-  defineClass<Object>("BBSettingsGateway", "NSObject")
-      .method("activeBehaviorOverrideTypesChanged:", &gatewayLearns)
-      .method("activeBehaviorOverrideTypesChanged:source:", &gatewayLearnsWithSource);
-  defineClass<EffectiveInterval>(intervalClass, "NSObject");
-  defineClass<BehaviorOverride>(overrideClass, "NSObject")
+  defineClass<Object>("BBSettingsGateway")
+      .method(changedSelector, &gatewayLearns)
+      .method(changedWithSourceSelector, &gatewayLearnsWithSource);
+  defineClass<EffectiveInterval>();
+  defineClass<BehaviorOverride>()
       .method("initWithOverrideType:mode:effectiveIntervals:", &initOverride)
       .method("initWithEffectiveIntervals:overrideType:", &initOverrideWithoutMode)
-      .method("isActiveForDate:", &isActiveForDate)
-      .method(
-          "overrideType", +[](BehaviorOverride* self, SEL) { return self->overrideType; })
-      .method(
-          "mode", +[](BehaviorOverride* self, SEL) { return self->mode; })
+      .method(activeSelector, &isActiveForDate)
       .method("effectiveIntervals", &effectiveIntervals);
-  registerArchivable({overrideClass, &encodeOverride, &decodeOverride});
-  registerArchivable({intervalClass, &encodeInterval, &decodeInterval});
+  registerArchivable({BehaviorOverride::platformClass, &encodeOverride, &decodeOverride});
+  registerArchivable({EffectiveInterval::platformClass, &encodeInterval, &decodeInterval});
 }
 
 bool DailyPeriod::contains(std::chrono::minutes timeOfDay) const {
@@ -192,19 +212,18 @@ std::string toText(const DailyPeriod& period) {
 Owned<Object> makeOverride(const std::vector<DailyPeriod>& periods) {
   const Owned<Array> intervals = own(makeArray());
   for (const DailyPeriod& period : periods) {
-    const Owned<EffectiveInterval> interval =
-        own(make<EffectiveInterval>(classNamed(intervalClass)));
+    const Owned<EffectiveInterval> interval = own(make<EffectiveInterval>());
     interval->period = period;
     append(intervals.get(), interval.get());
   }
-  const id allocated = message(classNamed(overrideClass), "alloc");
+  const id allocated = message(classFor<BehaviorOverride>(), "alloc");
   return own(header(message(
       allocated, "initWithOverrideType:mode:effectiveIntervals:", std::int64_t{scheduledOverride},
       std::int64_t{0}, static_cast<id>(intervals.get()))));
 }
 
 std::string intervalText(id interval) {
-  const auto* const known = as<EffectiveInterval>(interval, intervalClass);
+  const auto* const known = as<EffectiveInterval>(interval);
   return known == nullptr ? std::string() : toText(known->period);
 }
 
@@ -224,16 +243,16 @@ void BulletinBoard::check() const {
   std::string why;
   const Owned<Object> stored = readPropertyList(overridesFile(), &why);
   if (!stored) throw DeviceError(overridesFile(), why + ", expected a property list");
-  if (!isKindOf(stored.get(), classNamed("NSDictionary"))) {
+  if (as<Dictionary>(stored.get()) == nullptr) {
     throw DeviceError(overridesFile(), "the property list holds no dictionary, expected one");
   }
 }
 
 void BulletinBoard::loadStoredOverrides() {
   const Owned<Object> file = readPropertyList(overridesFile());
-  const auto* const dictionary = as<Dictionary>(file.get(), "NSDictionary");
+  const auto* const dictionary = as<Dictionary>(file.get());
   if (dictionary == nullptr) return;
-  const auto* const stored = as<Array>(find(dictionary, "overrides"), "NSArray");
+  const auto* const stored = as<Array>(find(dictionary, "overrides"));
   if (stored == nullptr) return;
   std::size_t place = 0;
   const auto leaveOut = [&](const std::string& why) {
@@ -242,13 +261,13 @@ void BulletinBoard::loadStoredOverrides() {
   };
   for (const id item : stored->items) {
     ++place;
-    const auto* const data = as<Data>(item, "NSData");
+    const auto* const data = as<Data>(item);
     try {
       const Owned<Object> decoded = own(data == nullptr ? nullptr : header(unarchive(data->bytes)));
-      if (isKindOf(decoded.get(), classNamed(overrideClass))) {
+      if (as<BehaviorOverride>(decoded.get()) != nullptr) {
         overrides_.push_back(decoded);
       } else {
-        leaveOut(std::string("no archive of a ") + overrideClass);
+        leaveOut(std::string("no archive of a ") + BehaviorOverride::platformClass);
       }
     } catch (const PlatformException& exception) {
       leaveOut(exception.what());
@@ -257,13 +276,9 @@ void BulletinBoard::loadStoredOverrides() {
 }
 
 bool BulletinBoard::arrives(int type, const std::optional<std::string>& sender) {
-  static const SEL question =
-      sel_registerName("shouldPresentNotificationOfType:fromSenderWithDestinationID:");
   const AutoreleasePool pool;
   const Owned<String> destinationId = sender ? own(makeString(*sender)) : Owned<String>();
-  const IMP decision = methodOf(object_getClass(server()), question);
-  return reinterpret_cast<BOOL (*)(id, SEL, int, id)>(decision)(server(), question, type,
-                                                                destinationId.get());
+  return message<BOOL>(server(), presentSelector, type, static_cast<id>(destinationId.get()));
 }
 
 void BulletinBoard::setManualDoNotDisturb(bool on) {
@@ -282,20 +297,21 @@ void BulletinBoard::setSchedule(const std::optional<DailyPeriod>& period) {
     append(stored.get(), data.get());
   }
   const Owned<Dictionary> file = own(makeDictionary());
-  const Owned<String> key = own(makeString("overrides"));
-  store(file.get(), key.get(), stored.get());
+  store(file.get(), "overrides", stored.get());
   savePropertyList(overridesFile(), file.get(), PropertyListForm::binary);
   refresh();
 }
 
-bool BulletinBoard::scheduleActiveAt(date::sys_seconds moment) { return askOverrides(moment) != 0; }
+bool BulletinBoard::scheduleActiveAt(std::chrono::sys_seconds moment) {
+  return askOverrides(moment) != 0;
+}
 
-std::uint64_t BulletinBoard::askOverrides(date::sys_seconds moment) {
+std::uint64_t BulletinBoard::askOverrides(std::chrono::sys_seconds moment) {
   const AutoreleasePool pool;
   const Owned<Date> date = own(makeDate(Clock::sinceReferenceDate(moment)));
   std::uint64_t active = 0;
   for (const Owned<Object>& override : overrides_) {
-    if (message<BOOL>(override.get(), "isActiveForDate:", static_cast<id>(date.get()))) {
+    if (message<BOOL>(override.get(), activeSelector, static_cast<id>(date.get()))) {
       active |= bitOf(static_cast<BehaviorOverride*>(override.get())->overrideType);
     }
   }
@@ -308,7 +324,7 @@ std::vector<std::chrono::minutes> BulletinBoard::scheduleBoundaries() const {
     const Array* const intervals = intervalsOf(static_cast<BehaviorOverride*>(override.get()));
     if (intervals == nullptr) continue;
     for (const id item : intervals->items) {
-      const auto* const interval = as<EffectiveInterval>(item, intervalClass);
+      const auto* const interval = as<EffectiveInterval>(item);
       if (interval == nullptr) continue;
       boundaries.push_back(interval->period.from);
       boundaries.push_back(interval->period.to);
@@ -320,16 +336,15 @@ std::vector<std::chrono::minutes> BulletinBoard::scheduleBoundaries() const {
 void BulletinBoard::reportOverrideTypes(std::uint64_t types, std::optional<std::uint64_t> source) {
   const AutoreleasePool pool;
   if (source) {
-    message<void>(gateway(), "activeBehaviorOverrideTypesChanged:source:", NSUInteger{types},
-                  NSUInteger{*source});
+    message<void>(gateway(), changedWithSourceSelector, NSUInteger{types}, NSUInteger{*source});
   } else {
-    message<void>(gateway(), "activeBehaviorOverrideTypesChanged:", NSUInteger{types});
+    message<void>(gateway(), changedSelector, NSUInteger{types});
   }
 }
 
 void BulletinBoard::refresh() {
   const std::uint64_t found =
-      askOverrides(Device::current().clock.now()) | (manual_ ? bitOf(manualOverride) : 0);
+      askOverrides(Context::current().clock.now()) | (manual_ ? bitOf(manualOverride) : 0);
   if (found == lastFound_) return;
   lastFound_ = found;
   constexpr std::uint64_t sourceHost = 0;

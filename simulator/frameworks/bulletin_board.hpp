@@ -5,8 +5,6 @@
 // The thread of the home screen, except `arrives`, which any thread may call.
 #pragma once
 
-#include <date/date.h>
-
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -16,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "simulator/context/context.hpp"
 #include "simulator/foundation/objects.hpp"
 
 namespace simulator {
@@ -34,7 +33,7 @@ struct DailyPeriod {
 // "22:00-07:00"
 std::string toText(const DailyPeriod& period);
 
-class BulletinBoard {
+class BulletinBoard : public Current<BulletinBoard> {
  public:
   // Takes over the overrides that are stored in the phone's file; one that can't be decoded is
   // left out.
@@ -60,7 +59,7 @@ class BulletinBoard {
   void setSchedule(const std::optional<DailyPeriod>& period);
 
   // Asks every override, through the (replaced) method, whether it is in force at that moment.
-  bool scheduleActiveAt(date::sys_seconds moment);
+  bool scheduleActiveAt(std::chrono::sys_seconds moment);
 
   // The times of the local day at which an override may begin or end.
   std::vector<std::chrono::minutes> scheduleBoundaries() const;
@@ -90,7 +89,7 @@ class BulletinBoard {
 
  private:
   void loadStoredOverrides();
-  std::uint64_t askOverrides(date::sys_seconds moment);
+  std::uint64_t askOverrides(std::chrono::sys_seconds moment);
 
   std::filesystem::path root_;
   Owned<Object> server_;
@@ -106,5 +105,7 @@ Owned<Object> makeOverride(const std::vector<DailyPeriod>& periods);
 
 // "22:00-07:00" for an effective interval of an override, whatever it is otherwise "".
 std::string intervalText(id interval);
+
+void defineBulletinBoard();
 
 }  // namespace simulator

@@ -1,8 +1,7 @@
 #include "simulator/frameworks/dispatch.hpp"
 
-#include "simulator/call_trace.hpp"
-#include "simulator/faults.hpp"
-#include "simulator/runtime/classes.hpp"
+#include "simulator/context/call_trace.hpp"
+#include "simulator/context/faults.hpp"
 #include "simulator/runtime/object.hpp"
 
 namespace simulator {
@@ -62,6 +61,8 @@ void DispatchQueue::run() {
 namespace {
 
 struct Semaphore : Object {
+  static constexpr const char* platformClass = "OS_dispatch_semaphore";
+
   std::mutex mutex;
   std::condition_variable raised;
   std::intptr_t count = 0;
@@ -74,7 +75,7 @@ Semaphore* asSemaphore(dispatch_semaphore_t semaphore) {
 
 }  // namespace
 
-void defineDispatch() { defineClass<Semaphore>("OS_dispatch_semaphore", "NSObject"); }
+void defineDispatch() { defineClass<Semaphore>(); }
 
 }  // namespace simulator
 
@@ -82,8 +83,7 @@ using simulator::Semaphore;
 
 dispatch_semaphore_t dispatch_semaphore_create(std::intptr_t value) noexcept {
   if (value < 0 || simulator::failsNow(simulator::Fault::dispatch_semaphore_create)) return nullptr;
-  auto* const semaphore =
-      simulator::make<Semaphore>(simulator::classNamed("OS_dispatch_semaphore"));
+  auto* const semaphore = simulator::make<Semaphore>();
   semaphore->count = value;
   return reinterpret_cast<dispatch_semaphore_t>(static_cast<id>(semaphore));
 }
@@ -104,6 +104,9 @@ std::intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore,
 // but for the unlocking itself; against that one the signaller holds a reference of its own.
 std::intptr_t dispatch_semaphore_signal(dispatch_semaphore_t semaphore) noexcept {
   simulator::traceCall("dispatch_semaphore_signal");
+  if (simulator::heldByCompletion != nullptr) {
+    simulator::fatal("a completion signals before it has released the address book");
+  }
   Semaphore* const raised = simulator::asSemaphore(semaphore);
   const auto held = simulator::share(raised);
   const std::lock_guard lock(raised->mutex);

@@ -8,13 +8,17 @@
 #include <mutex>
 #include <thread>
 
+#include "simulator/context/context.hpp"
+
 namespace simulator {
 
-class DispatchQueue {
+// What the completion that runs on this thread has to release before it signals; else the process
+// stops. An address only, null for nothing.
+inline thread_local const void* heldByCompletion = nullptr;
+
+class DispatchQueue : public Current<DispatchQueue> {
  public:
   DispatchQueue();
-  DispatchQueue(const DispatchQueue&) = delete;
-  DispatchQueue& operator=(const DispatchQueue&) = delete;
   ~DispatchQueue();  // runs what is queued, then ends the thread
 
   void async(std::function<void()> work);
@@ -31,5 +35,7 @@ class DispatchQueue {
   bool ending_ = false;
   std::thread thread_;
 };
+
+void defineDispatch();
 
 }  // namespace simulator

@@ -2,10 +2,8 @@
 
 #include <optional>
 
-#include "simulator/call_trace.hpp"
-#include "simulator/device.hpp"
+#include "simulator/context/call_trace.hpp"
 #include "simulator/foundation/objects.hpp"
-#include "simulator/runtime/classes.hpp"
 
 namespace simulator {
 
@@ -44,7 +42,7 @@ std::optional<NotificationCenter::Observer> NotificationCenter::takeNext() {
   return next;
 }
 
-void defineNotificationCenter() { defineClass<Object>("CFNotificationCenter", "NSObject"); }
+void defineNotificationCenter() { defineClass<Object>("CFNotificationCenter"); }
 
 }  // namespace simulator
 
@@ -78,5 +76,5 @@ void CFNotificationCenterAddObserver(CFNotificationCenterRef center, const void*
   }
   simulator::traceCall("CFNotificationCenterAddObserver", simulator::toUtf8(name),
                        std::to_string(behavior));
-  simulator::Device::current().notifications.add({simulator::toUtf8(name), callback, behavior});
+  simulator::NotificationCenter::current().add({simulator::toUtf8(name), callback});
 }

@@ -12,15 +12,15 @@
 #include <vector>
 
 #include "platform/abi.hpp"
+#include "simulator/context/context.hpp"
 
 namespace simulator {
 
-class NotificationCenter {
+class NotificationCenter : public Current<NotificationCenter> {
  public:
   struct Observer {
     std::string name;
     CFNotificationCallback callback;
-    CFNotificationSuspensionBehavior behavior;
   };
 
   void add(Observer observer);
@@ -38,5 +38,7 @@ class NotificationCenter {
   std::vector<Observer> observers_;
   std::deque<Observer> pending_;  // one entry for each callback to make
 };
+
+void defineNotificationCenter();
 
 }  // namespace simulator

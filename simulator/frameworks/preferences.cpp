@@ -2,18 +2,16 @@
 
 #include <fstream>
 
-#include "simulator/device.hpp"
-#include "simulator/device_error.hpp"
-#include "simulator/faults.hpp"
+#include "simulator/context/device_error.hpp"
+#include "simulator/context/faults.hpp"
 #include "simulator/foundation/property_list.hpp"
-#include "simulator/foundation/string_class.hpp"
 
 namespace simulator {
 namespace {
 
 Owned<Dictionary> readDomain(const std::filesystem::path& file, std::string* why) {
   const Owned<Object> root = readPropertyList(file, why);
-  auto* dictionary = as<Dictionary>(root.get(), "NSDictionary");
+  auto* dictionary = as<Dictionary>(root.get());
   if (root && dictionary == nullptr) *why = "a property list, but not of a dictionary";
   return share(dictionary);
 }
@@ -21,12 +19,12 @@ Owned<Dictionary> readDomain(const std::filesystem::path& file, std::string* why
 // The domain for an edit, in a dictionary that may be changed. What can't be read is never
 // written over.
 Owned<Dictionary> editableDomain(const std::filesystem::path& file) {
-  auto editable = own(makeMutableDictionary());
+  auto editable = own(makeDictionary());
   if (!std::filesystem::exists(file)) return editable;
   std::string why;
   const auto current = readDomain(file, &why);
   if (!current) throw DeviceError(file, why + "; expected a property list of a dictionary");
-  for (const auto& [key, value] : current->entries) store(editable.get(), key, value);
+  editable->entries = current->entries;
   return editable;
 }
 
@@ -51,18 +49,13 @@ NSString* constant(const char* text) {
   return static_cast<NSString*>(static_cast<id>(makeImmortalString(text)));
 }
 
-bool sameString(id left, id right) {
-  const String* const first = asString(left);
-  return first != nullptr && equalStrings(first, asString(right));
-}
-
 // What the current user set on any host; nobody else's preferences are on this phone.
 Owned<Dictionary> visibleDomain(id application, id user, id host) {
-  if (application == nullptr || !sameString(user, kCFPreferencesCurrentUser) ||
-      !sameString(host, kCFPreferencesAnyHost)) {
+  if (application == nullptr || !areEqual(user, kCFPreferencesCurrentUser) ||
+      !areEqual(host, kCFPreferencesAnyHost)) {
     return {};
   }
-  return Device::current().preferences.domain(toUtf8(application));
+  return PreferencesStore::current().domain(toUtf8(application));
 }
 
 }  // namespace
@@ -91,17 +84,14 @@ void PreferencesStore::set(const std::string& domain, const std::string& key,
 
 void PreferencesStore::set(const std::string& domain, const std::string& key, id value) {
   const auto entries = editableDomain(file(domain));
-  store(entries.get(), own(makeString(key)).get(), value);
+  store(entries.get(), key, value);
   saveDomain(file(domain), entries.get());
 }
 
 void PreferencesStore::unset(const std::string& domain, const std::string& key) {
-  const auto current = editableDomain(file(domain));
-  const auto kept = own(makeMutableDictionary());
-  for (const auto& [name, value] : current->entries) {
-    if (toUtf8(name) != key) store(kept.get(), name, value);
-  }
-  saveDomain(file(domain), kept.get());
+  const auto entries = editableDomain(file(domain));
+  entries->entries.erase(utf16From(key));
+  saveDomain(file(domain), entries.get());
 }
 
 void PreferencesStore::clear(const std::string& domain) {
@@ -110,39 +100,37 @@ void PreferencesStore::clear(const std::string& domain) {
 
 }  // namespace simulator
 
-using simulator::append;
-using simulator::Array;
-using simulator::as;
-using simulator::failsNow;
-using simulator::Fault;
-using simulator::own;
-using simulator::store;
+using namespace simulator;
 
 extern "C" {
 
-const CFStringRef kCFPreferencesCurrentUser = simulator::constant("kCFPreferencesCurrentUser");
-const CFStringRef kCFPreferencesAnyHost = simulator::constant("kCFPreferencesAnyHost");
+const CFStringRef kCFPreferencesCurrentUser = constant("kCFPreferencesCurrentUser");
+const CFStringRef kCFPreferencesAnyHost = constant("kCFPreferencesAnyHost");
 
 CFArrayRef CFPreferencesCopyKeyList(CFStringRef application, CFStringRef user,
                                     CFStringRef host) noexcept {
-  if (failsNow(Fault::CFPreferencesCopyKeyList, simulator::toUtf8(application))) return nullptr;
-  const auto domain = simulator::visibleDomain(application, user, host);
+  if (failsNow(Fault::CFPreferencesCopyKeyList, toUtf8(application))) return nullptr;
+  const auto domain = visibleDomain(application, user, host);
   if (!domain || domain->entries.empty()) return nullptr;
-  auto keys = own(simulator::makeArray());
-  for (const auto& [key, value] : domain->entries) append(keys.get(), key);
+  auto keys = own(makeArray());
+  for (const auto& [key, value] : domain->entries) {
+    append(keys.get(), own(makeString(key)).get());
+  }
   return static_cast<CFArrayRef>(static_cast<id>(keys.release()));
 }
 
 CFDictionaryRef CFPreferencesCopyMultiple(CFArrayRef keys, CFStringRef application,
                                           CFStringRef user, CFStringRef host) noexcept {
-  if (failsNow(Fault::CFPreferencesCopyMultiple, simulator::toUtf8(application))) return nullptr;
-  const auto domain = simulator::visibleDomain(application, user, host);
-  const auto* wanted = as<Array>(keys, "NSArray");
+  if (failsNow(Fault::CFPreferencesCopyMultiple, toUtf8(application))) return nullptr;
+  const auto domain = visibleDomain(application, user, host);
+  const auto* wanted = as<Array>(keys);
   if (!domain || wanted == nullptr) return nullptr;
-  auto values = own(simulator::makeDictionary());
+  auto values = own(makeDictionary());
   for (const id key : wanted->items) {
-    const auto entry = domain->entries.find(key);
-    if (entry != domain->entries.end()) store(values.get(), entry->first, entry->second);
+    const auto* name = as<String>(key);
+    if (name == nullptr) continue;
+    const auto entry = domain->entries.find(name->units);
+    if (entry != domain->entries.end()) values->entries.insert(*entry);
   }
   return static_cast<CFDictionaryRef>(static_cast<id>(values.release()));
 }

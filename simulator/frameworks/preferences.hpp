@@ -8,13 +8,17 @@
 #include <string>
 #include <variant>
 
+#include "simulator/context/context.hpp"
 #include "simulator/foundation/objects.hpp"
 
 namespace simulator {
 
 using PreferenceValue = std::variant<bool, std::int64_t, double, std::string>;
 
-class PreferencesStore {
+// Where the library keeps its settings.
+inline constexpr const char* settingsDomain = "org.mernwick.hushlane";
+
+class PreferencesStore : public Current<PreferencesStore> {
  public:
   explicit PreferencesStore(const std::filesystem::path& root);  // the phone's file system
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "simulator/call_trace.hpp"
+#include "simulator/context/call_trace.hpp"
 #include "simulator/runtime/object.hpp"
 
 namespace simulator {
@@ -59,7 +59,7 @@ id objc_autorelease(id object) noexcept {
   if (stack.pools == 0) {
     ++simulator::withoutPool;
     std::fprintf(stderr, "autoreleased without a pool, so it leaks: an object of class %s\n",
-                 std::string(simulator::className(object_getClass(object))).c_str());
+                 std::string(simulator::className(simulator::classOf(object))).c_str());
     return object;
   }
   stack.entries.push_back(object);

@@ -22,11 +22,6 @@ void stopAtZombie(id receiver, SEL selector) {
   fatal(signature(receiver, selector) + ": message sent to a freed object");
 }
 
-bool descends(const ClassRecord* type, const ClassRecord* ancestor) {
-  while (type != nullptr && type != ancestor) type = type->superclass;
-  return type != nullptr;
-}
-
 }  // namespace
 
 ClassTable& ClassTable::shared() {
@@ -37,16 +32,13 @@ ClassTable& ClassTable::shared() {
 SEL ClassTable::selector(std::string_view name) {
   {
     const std::shared_lock lock(mutex_);
-    if (auto known = selectorsByName_.find(name); known != selectorsByName_.end()) {
-      return known->second;
+    if (const auto known = selectors_.find(name); known != selectors_.end()) {
+      return &known->second;
     }
   }
   const std::unique_lock lock(mutex_);
-  if (auto known = selectorsByName_.find(name); known != selectorsByName_.end()) {
-    return known->second;
-  }
-  selectors_.push_back({std::string(name), selectors_.size()});
-  return selectorsByName_[selectors_.back().name] = &selectors_.back();
+  const std::string owned(name);
+  return &selectors_.try_emplace(owned, objc_selector{owned}).first->second;
 }
 
 ClassRecord& ClassTable::add(const char* name, ClassRecord::Role role, ClassRecord* superclass) {
@@ -94,46 +86,30 @@ IMP ClassTable::search(const ClassRecord& type, SEL selector) {
   return missing();
 }
 
-IMP ClassTable::lookUp(ClassRecord& type, SEL selector) {
-  const std::unique_lock lock(mutex_);
-  const IMP implementation = search(type, selector);
-  if (selector->index < ClassRecord::cachedSelectors) {
-    type.found[selector->index].store(implementation, std::memory_order_release);
-  }
-  return implementation;
+IMP ClassTable::lookUp(const ClassRecord& type, SEL selector) const {
+  const std::shared_lock lock(mutex_);
+  return search(type, selector);
 }
 
 IMP ClassTable::missing() { return reinterpret_cast<IMP>(&raiseMissing); }
 
-void ClassTable::forgetFound(const ClassRecord& type, SEL selector) {
-  if (selector->index >= ClassRecord::cachedSelectors) return;
-  for (const auto& other : all_) {
-    if (descends(other.get(), &type)) {
-      other->found[selector->index].store(nullptr, std::memory_order_release);
-    }
-  }
-}
-
 void ClassTable::addMethod(ClassRecord& type, SEL selector, IMP implementation) {
   const std::unique_lock lock(mutex_);
   type.methods[selector] = implementation;
-  forgetFound(type, selector);
 }
 
 void ClassTable::change(ClassRecord& type, SEL selector, IMP implementation) {
   const auto own = type.methods.find(selector);
   changes_.push_back({&type, selector, own == type.methods.end() ? nullptr : own->second});
   type.methods[selector] = implementation;
-  forgetFound(type, selector);
 }
 
-bool ClassTable::replace(ClassRecord& type, SEL selector, IMP replacement, IMP* slot) {
+void ClassTable::replace(ClassRecord& type, SEL selector, IMP replacement, IMP* slot) {
   const std::unique_lock lock(mutex_);
   const IMP original = search(type, selector);
-  if (original == missing()) return false;
+  if (original == missing()) return;
   if (slot != nullptr) *slot = original;
   change(type, selector, replacement);
-  return true;
 }
 
 void ClassTable::remove(ClassRecord& type, SEL selector) {
@@ -154,7 +130,6 @@ void ClassTable::restore() {
     } else {
       change->type->methods[change->selector] = change->before;
     }
-    forgetFound(*change->type, change->selector);
   }
   changes_.clear();
   hidden_.clear();

@@ -1,22 +1,18 @@
 // The classes, selectors and methods of the object runtime. For the runtime itself; everyone else
 // uses object.hpp.
 //
-// Any thread. Finding a method that was found before takes no lock: each class keeps what it found
-// in a plain table, indexed by selector. Every change of methods empties the entries it concerns.
+// Any thread. Look-ups share the lock, so they don't order the threads that send messages: a race
+// of the library stays one that the thread sanitizer sees.
 #pragma once
 
-#include <array>
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <set>
 #include <shared_mutex>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "simulator/runtime/object.hpp"
@@ -24,9 +20,6 @@
 namespace simulator {
 
 struct ClassRecord : Object {
-  // Selectors beyond these are looked up the slow way, every time.
-  static constexpr std::size_t cachedSelectors = 512;
-
   // `meta` is the class of a class object, `zombie` that of a freed object.
   enum class Role : std::uint8_t { ordinary, meta, zombie };
 
@@ -35,13 +28,16 @@ struct ClassRecord : Object {
   ClassRecord* superclass = nullptr;
   ClassRecord* zombie = nullptr;
   Destroy destroy = nullptr;
-  std::unordered_map<SEL, IMP> methods;  // its own, under the table's mutex
+  std::map<SEL, IMP> methods;  // its own, under the table's mutex
   std::atomic<std::int64_t> live{0};
-  std::array<std::atomic<IMP>, cachedSelectors> found{};
 };
 
 inline ClassRecord& record(Class type) { return *static_cast<ClassRecord*>(header(type)); }
 inline Class handle(ClassRecord& type) { return static_cast<Class>(static_cast<id>(&type)); }
+
+// Defines every class; the runtime calls it once, at its first use. It stands beside the device,
+// which alone knows all parts of the phone.
+void defineClasses();
 
 class ClassTable {
  public:
@@ -53,14 +49,14 @@ class ClassTable {
   ClassRecord* named(std::string_view name) const;    // null when there is none
   ClassRecord* visible(std::string_view name) const;  // the same, but null for a hidden one
 
-  IMP lookUp(ClassRecord& type, SEL selector);
+  IMP lookUp(const ClassRecord& type, SEL selector) const;
   static IMP missing();  // the implementation of a method that does not exist: it raises
 
   void addMethod(ClassRecord& type, SEL selector, IMP implementation);
 
   // Changes that `restore` undoes. `replace` gives false, and does nothing, for a method that the
   // class does not answer to; it fills the slot before anyone can run the replacement.
-  bool replace(ClassRecord& type, SEL selector, IMP replacement, IMP* slot);
+  void replace(ClassRecord& type, SEL selector, IMP replacement, IMP* slot);
   void remove(ClassRecord& type, SEL selector);
   void hide(std::string_view name);
   void restore();
@@ -77,13 +73,11 @@ class ClassTable {
   ClassRecord& add(const char* name, ClassRecord::Role role, ClassRecord* superclass);
   static IMP search(const ClassRecord& type, SEL selector);
   void change(ClassRecord& type, SEL selector, IMP implementation);
-  void forgetFound(const ClassRecord& type, SEL selector);
 
   mutable std::shared_mutex mutex_;
-  std::deque<objc_selector> selectors_;
-  std::unordered_map<std::string_view, SEL> selectorsByName_;
+  std::map<std::string, objc_selector, std::less<>> selectors_;
   std::vector<std::unique_ptr<ClassRecord>> all_;
-  std::unordered_map<std::string_view, ClassRecord*> classesByName_;
+  std::map<std::string_view, ClassRecord*> classesByName_;
   std::set<std::string, std::less<>> hidden_;
   std::vector<Change> changes_;
 };

@@ -1,15 +1,11 @@
 #include "simulator/runtime/object.hpp"
 
-#include <cstdio>
-#include <cstdlib>
 #include <mutex>
 #include <unordered_set>
 #include <vector>
 
-#include "simulator/call_trace.hpp"
-#include "simulator/faults.hpp"
+#include "simulator/context/faults.hpp"
 #include "simulator/runtime/class_table.hpp"
-#include "simulator/runtime/classes.hpp"
 
 namespace simulator {
 namespace {
@@ -74,26 +70,19 @@ void destroy(Object* object) {
   }
 }
 
-// As an initializer does that fails: it has taken over the object, and gives none back.
-id failToInitialize(id allocated, SEL) {
-  objc_release(allocated);
-  return nullptr;
-}
+std::atomic<id> awaitedAtRetain{nullptr};
+std::function<void()> beforeRetain;
 
-id giveNothing(id, SEL) { return nullptr; }
-
-// Does somebody listen, or may a message fail?
-bool watched() {
-  return tracing.load(std::memory_order_relaxed) || messagesMayFail.load(std::memory_order_relaxed);
-}
-
-// A look-up by the library while that is so.
-[[gnu::noinline]] IMP lookUpWatched(Class type, SEL selector) {
-  traceCall("message", record(type).name, selector->name);
-  const std::optional<Fault> fault = messageFault(selector->name);
-  if (!messagesMayFail || !fault || !failsNow(*fault)) return methodOf(type, selector);
-  const bool initializes = selector->name.starts_with("init");
-  return reinterpret_cast<IMP>(initializes ? &failToInitialize : &giveNothing);
+// Any thread; returns when all classes are defined.
+void ensureClassesDefined() {
+  static std::once_flag once;
+  static thread_local bool defining = false;  // defining a class uses the runtime as well
+  if (defining) return;
+  std::call_once(once, [] {
+    defining = true;
+    defineClasses();
+    defining = false;
+  });
 }
 
 [[noreturn]] void stopAtMisuse(const Object* object, const char* what) {
@@ -134,6 +123,17 @@ bool isKindOf(id object, Class type) {
   return at != nullptr;
 }
 
+void defineObject() {
+  defineClass<Object>("NSObject", nullptr)
+      .method(
+          "init", +[](id self, SEL) { return self; })
+      .method(
+          "respondsToSelector:",
+          +[](id self, SEL, SEL asked) -> BOOL { return respondsTo(self, asked); })
+      .method(
+          "isEqual:", +[](id self, SEL, id other) -> BOOL { return self == other; });
+}
+
 // ---- Instances ---------------------------------------------------------------------------------
 
 void born(Object* object, Class type) {
@@ -143,11 +143,11 @@ void born(Object* object, Class type) {
 }
 
 IMP methodOf(Class type, SEL selector) noexcept {
-  if (selector->index < ClassRecord::cachedSelectors) {
-    const IMP found = record(type).found[selector->index].load(std::memory_order_acquire);
-    if (found != nullptr) return found;
-  }
   return ClassTable::shared().lookUp(record(type), selector);
+}
+
+bool respondsTo(id object, SEL selector) noexcept {
+  return methodOf(classOf(object), selector) != ClassTable::missing();
 }
 
 // ---- What tests and the device ask of the runtime ----------------------------------------------
@@ -163,9 +163,13 @@ std::map<std::string, std::int64_t> liveObjectsByClass() {
 }
 
 void keepZombies(bool keep) { Census::shared().keep(keep); }
-bool zombiesKept() { return Census::shared().keeping(); }
 void forgetZombies() { Census::shared().forgetZombies(); }
 bool isLiveObject(const void* word) { return Census::shared().contains(word); }
+
+void callBeforeRetain(id object, std::function<void()> action) {
+  beforeRetain = std::move(action);
+  awaitedAtRetain = object;
+}
 
 void hideClass(const std::string& name) { ClassTable::shared().hide(name); }
 
@@ -174,11 +178,6 @@ void removeMethod(const char* type, const char* selector) {
 }
 
 void restoreRuntime() { ClassTable::shared().restore(); }
-
-void fatal(const std::string& what) {
-  std::fprintf(stderr, "fatal: %s\n", what.c_str());
-  std::abort();
-}
 
 }  // namespace simulator
 
@@ -195,28 +194,21 @@ Class objc_getClass(const char* name) noexcept {
   return type == nullptr ? nullptr : simulator::handle(*type);
 }
 
-Class object_getClass(id object) noexcept {
-  return object == nullptr ? nullptr : simulator::header(object)->isa;
-}
-
 SEL sel_registerName(const char* name) noexcept { return ClassTable::shared().selector(name); }
 
-IMP class_getMethodImplementation(Class type, SEL selector) noexcept {
-  return simulator::watched() ? simulator::lookUpWatched(type, selector)
-                              : simulator::methodOf(type, selector);
-}
-
-BOOL class_respondsToSelector(Class type, SEL selector) noexcept {
-  if (type == nullptr) return false;
-  if (simulator::watched() &&
-      simulator::failsNow(simulator::Fault::class_respondsToSelector, selector->name)) {
-    return false;
-  }
-  return simulator::methodOf(type, selector) != ClassTable::missing();
+void MSHookMessageEx(Class type, SEL selector, IMP replacement, IMP* slot) noexcept {
+  const std::string about =
+      std::string(type == nullptr ? "(null)" : simulator::className(type)) + " " + selector->name;
+  if (simulator::failsNow(simulator::Fault::MSHookMessageEx, about) || type == nullptr) return;
+  ClassTable::shared().replace(simulator::record(type), selector, replacement, slot);
 }
 
 id objc_retain(id object) noexcept {
   if (object == nullptr) return nullptr;
+  if (object == simulator::awaitedAtRetain.load(std::memory_order_relaxed)) {
+    simulator::awaitedAtRetain = nullptr;
+    std::exchange(simulator::beforeRetain, nullptr)();
+  }
   Object* retained = simulator::header(object);
   if (retained->references.load(std::memory_order_relaxed) == Object::immortal) return object;
   if (retained->references.fetch_add(1, std::memory_order_relaxed) < 1) {

@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <new>
 #include <string>
@@ -18,11 +19,11 @@
 #include <utility>
 
 #include "platform/abi.hpp"
+#include "simulator/context/fatal.hpp"
 #include "simulator/runtime/exception.hpp"
 
 struct objc_selector {
   std::string name;
-  std::size_t index;  // dense, so that a class can keep its methods in a plain table
 };
 
 namespace simulator {
@@ -37,6 +38,7 @@ struct Object : objc_object {
 };
 
 inline Object* header(id object) { return static_cast<Object*>(object); }
+inline Class classOf(id object) { return header(object)->isa; }
 
 // ---- Classes -----------------------------------------------------------------------------------
 
@@ -44,7 +46,7 @@ using Destroy = void (*)(Object*);
 
 // Defines a class once for the life of the process, and its methods by chaining:
 //
-//   defineClass<Number>("NSNumber", "NSObject")
+//   defineClass<Number>()
 //       .classMethod("numberWithInt:", &numberWithInt)
 //       .method("intValue", +[](Number* self, SEL) -> int { ... });
 //
@@ -55,20 +57,12 @@ class ClassDefinition {
  public:
   ClassDefinition(const char* name, const char* superclass, Destroy destroy, IMP allocate);
 
-  template <class R, class Self, class... Args>
-  ClassDefinition& method(const char* selector, R (*function)(Self, SEL, Args...)) {
+  template <class Function>
+  ClassDefinition& method(const char* selector, Function* function) {
     return add(type_, selector, reinterpret_cast<IMP>(function));
   }
-  template <class R, class Self, class... Args>
-  ClassDefinition& classMethod(const char* selector, R (*function)(Self, SEL, Args...)) {
-    return add(header(type_)->isa, selector, reinterpret_cast<IMP>(function));
-  }
-  template <class R, class Self, class... Args>
-  ClassDefinition& method(const char* selector, R (*function)(Self, SEL, Args..., ...)) {
-    return add(type_, selector, reinterpret_cast<IMP>(function));
-  }
-  template <class R, class Self, class... Args>
-  ClassDefinition& classMethod(const char* selector, R (*function)(Self, SEL, Args..., ...)) {
+  template <class Function>
+  ClassDefinition& classMethod(const char* selector, Function* function) {
     return add(header(type_)->isa, selector, reinterpret_cast<IMP>(function));
   }
 
@@ -78,11 +72,21 @@ class ClassDefinition {
   Class type_;
 };
 
+// NSObject, what every object answers to.
+void defineObject();
+
 // The class of that name, also while it is hidden from the library. Unknown names stop the
 // process: they are a mistake in the simulator.
 Class classNamed(const char* name);
 std::string_view className(Class type);
 bool isKindOf(id object, Class type);
+
+// The class of a struct, by the name that the struct itself gives it as `platformClass`.
+template <class T>
+Class classFor() {
+  static const Class type = classNamed(T::platformClass);
+  return type;
+}
 
 // ---- Instances ---------------------------------------------------------------------------------
 
@@ -99,6 +103,10 @@ T* make(Class type, Args&&... args) {
   born(object, type);
   return object;
 }
+template <class T>
+T* make() {
+  return make<T>(classFor<T>());
+}
 
 // Ends an object's own parts; its memory is the runtime's to give back, or to keep as a zombie.
 template <class T>
@@ -112,7 +120,8 @@ id allocInstance(Class type, SEL) {
 }
 
 template <class T>
-ClassDefinition defineClass(const char* name, const char* superclass) {
+ClassDefinition defineClass(const char* name = T::platformClass,
+                            const char* superclass = "NSObject") {
   IMP allocate = nullptr;
   if constexpr (std::is_default_constructible_v<T>) {
     allocate = reinterpret_cast<IMP>(&allocInstance<T>);
@@ -120,10 +129,10 @@ ClassDefinition defineClass(const char* name, const char* superclass) {
   return ClassDefinition(name, superclass, &destroyAs<T>, allocate);
 }
 
-// The object as the simulator's own struct, or null when it is none of that class.
+// The object as the simulator's own struct, or null when it is none of that struct's class.
 template <class T>
-T* as(id object, const char* type) {
-  return isKindOf(object, classNamed(type)) ? static_cast<T*>(header(object)) : nullptr;
+T* as(id object) {
+  return isKindOf(object, classFor<T>()) ? static_cast<T*>(header(object)) : nullptr;
 }
 
 // An owning handle, for the simulator's own code. `own` takes over a reference that the caller
@@ -167,13 +176,14 @@ Owned<U> share(U* object) noexcept {
 
 // The method that a message reaches, or one that raises; never traced, and no fault reaches it.
 IMP methodOf(Class type, SEL selector) noexcept;
+bool respondsTo(id object, SEL selector) noexcept;
 
-// Sends a message, as the host and the frameworks do.
+// Sends a message, as the host and the frameworks do. The library's own go through objc_msgSend.
 template <class R = id, class... Args>
 R message(id receiver, const char* selector, Args... args) {
   if (receiver == nullptr) return R();
   const SEL registered = sel_registerName(selector);
-  const IMP implementation = methodOf(object_getClass(receiver), registered);
+  const IMP implementation = methodOf(classOf(receiver), registered);
   return reinterpret_cast<R (*)(id, SEL, Args...)>(implementation)(receiver, registered, args...);
 }
 
@@ -199,12 +209,14 @@ std::int64_t autoreleasedWithoutPool();                    // since the process 
 // Keeps freed objects as zombies, so that any later use of one stops the process. Forgetting them
 // gives their memory back; nothing may still point to one then.
 void keepZombies(bool keep);
-bool zombiesKept();
 void forgetZombies();
 
 // Is this word the address of a live object? Only answered while zombies are kept, for the one
 // place that must look at raw memory: what a library's variables still hold when the host ends.
 bool isLiveObject(const void* word);
+
+// Calls `action` once, on the thread that next retains the object and just before it does.
+void callBeforeRetain(id object, std::function<void()> action);
 
 // Hides a class from objc_getClass, and takes a method from a class, as on a host that lacks them.
 void hideClass(const std::string& name);
@@ -212,8 +224,5 @@ void removeMethod(const char* type, const char* selector);
 
 // Undoes every MSHookMessageEx, hideClass and removeMethod.
 void restoreRuntime();
-
-// Stops the process after a message on standard error: for mistakes that no test may survive.
-[[noreturn]] void fatal(const std::string& what);
 
 }  // namespace simulator

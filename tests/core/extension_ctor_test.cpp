@@ -59,6 +59,23 @@ TEST_F(StartUpTest, HooksThenLogsThenLoadsThenObservesThenStampsTheTime) {
   EXPECT_EQ(calls.back(), "message NSDate init");
 }
 
+TEST_F(StartUpTest, GoesOnWhenTheHostLacksAClass) {
+  const auto replaced = [&] { return only(tracedStart(), {"MSHookMessageEx"}); };
+  const Texts all = replaced();
+  for (const std::string type : {"BBSettingsGateway", "BBServer", "BBBehaviorOverride"}) {
+    end();
+    simulator::hideClass(type);
+    Texts expected = all;
+    for (std::string& call : expected) {
+      const std::size_t found = call.find(" " + type + " ");
+      if (found != std::string::npos) call.replace(found + 1, type.size(), "(null)");
+    }
+    EXPECT_EQ(replaced(), expected);
+    EXPECT_EQ(phone().notifications.observers().size(), 3u);
+    EXPECT_NE(object("ctorTime"), nullptr);
+  }
+}
+
 TEST_F(StartUpTest, IsLoggedOnceAndLeavesTheRestAsLoaded) {
   start();
   EXPECT_EQ(startLog, (Texts{"HL: starting...", "HL: unable to get preferences"}));
@@ -67,7 +84,7 @@ TEST_F(StartUpTest, IsLoggedOnceAndLeavesTheRestAsLoaded) {
   EXPECT_FALSE(boolean("isDNDActive"));
   EXPECT_EQ(object("daysForSuppressingScheduler"), nullptr);
   EXPECT_EQ(object("manualDNDEnabledTime"), nullptr);
-  const auto* const stamped = simulator::as<simulator::Date>(object("ctorTime"), "NSDate");
+  const auto* const stamped = simulator::as<simulator::Date>(object("ctorTime"));
   ASSERT_NE(stamped, nullptr);
   EXPECT_EQ(stamped->sinceReferenceDate, simulator::Clock::sinceReferenceDate(phone().clock.now()));
 }
@@ -83,8 +100,7 @@ TEST_F(StartUpTest, TwoManualNotificationsLeaveOneDate) {
     EXPECT_EQ(log(), logged ? Texts{"HL: got the manul dnd notification"} : Texts{});
     EXPECT_EQ(dates(), before + 1);
     EXPECT_FALSE(boolean("isDNDActive"));
-    EXPECT_EQ(simulator::as<simulator::Date>(object("manualDNDEnabledTime"), "NSDate")
-                  ->sinceReferenceDate,
+    EXPECT_EQ(simulator::as<simulator::Date>(object("manualDNDEnabledTime"))->sinceReferenceDate,
               simulator::Clock::sinceReferenceDate(phone().clock.now()));
   }
 }

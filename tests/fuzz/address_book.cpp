@@ -5,37 +5,20 @@
 
 #include "simulator/foundation/objects.hpp"
 #include "tests/fuzz/target.hpp"
+#include "tests/support/members.hpp"
 
 namespace {
 
 using namespace simulator;
 
-void readValues(ABRecordRef person, ABPropertyID property) {
-  const auto values = own(header(ABRecordCopyValue(person, property)));
-  auto* const list = static_cast<ABMultiValueRef>(static_cast<id>(values.get()));
-  const CFIndex count = ABMultiValueGetCount(list);
-  for (CFIndex i = 0; i < count; ++i)
-    toUtf8(own(header(ABMultiValueCopyValueAtIndex(list, i))).get());
-  const auto all = own(header(ABMultiValueCopyArrayOfAllValues(list)));
-  const auto* const texts = as<Array>(all.get(), "NSArray");
-  fuzz::require(texts == nullptr || texts->items.size() <= static_cast<std::size_t>(count),
-                "the list of values has no more than there are");
-}
-
 void readThroughFramework() {
-  const auto opened = own(header(ABAddressBookCreateWithOptions(nullptr, nullptr)));
-  auto* const book = static_cast<ABAddressBookRef>(static_cast<id>(opened.get()));
-  const auto groups = own(header(ABAddressBookCopyArrayOfAllGroups(book)));
+  const auto book = own(ABAddressBookCreateWithOptions(nullptr, nullptr));
+  const auto groups = own(header(ABAddressBookCopyArrayOfAllGroups(book.get())));
   if (!groups) return;
-  for (const id group : as<Array>(groups.get(), "NSArray")->items) {
+  for (const id group : as<Array>(groups.get())->items) {
     auto* const record = static_cast<ABRecordRef>(group);
-    toUtf8(own(header(ABRecordCopyCompositeName(record))).get());
-    const auto members = own(header(ABGroupCopyArrayOfAllMembers(record)));
-    if (!members) continue;
-    for (const id member : as<Array>(members.get(), "NSArray")->items) {
-      readValues(static_cast<ABRecordRef>(member), kABPersonPhoneProperty);
-      readValues(static_cast<ABRecordRef>(member), kABPersonEmailProperty);
-    }
+    describe(own(ABRecordCopyCompositeName(record)).get());
+    tests::membersOf(record);
   }
 }
 
@@ -54,7 +37,7 @@ bool reads(const std::string& file, Read read) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const Device device(fuzz::scratchFolder());
+  static const Device device(fuzz::scratchFolder.path);
   const AddressBookStore& book = device.addressBook;
   const std::string file = book.database();
   std::filesystem::create_directories(book.database().parent_path());

@@ -35,8 +35,6 @@ bool expected(std::int32_t digits, const Units& id, const std::vector<Units>& nu
                                       [&](const Units& number) { return number.ends_with(tail); });
 }
 
-Owned<String> stringOf(const Units& units) { return own(makeString(units.data(), units.size())); }
-
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -44,9 +42,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::int32_t digits = 0;
   if (size < sizeof digits) return 0;
   std::memcpy(&digits, data, sizeof digits);
-  std::vector<Units> numbers = linesOf({data + sizeof digits, size - sizeof digits});
-  const Units sender = numbers.front();
-  numbers.erase(numbers.begin());
+  const std::vector<Units> lines = linesOf({data + sizeof digits, size - sizeof digits});
+  const Units& sender = lines.front();
+  const std::vector<Units> numbers(lines.begin() + 1, lines.end());
 
   phone.library.value<std::int64_t>("maxNumOfDigitsToCompare") = digits;
   id& published = phone.library.value<id>("privilegedMessageSenderPhones");
@@ -56,14 +54,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     phone.device.log.take();
     const AutoreleasePool pool;
     const auto list = own(makeArray());
-    for (const Units& number : numbers) append(list.get(), stringOf(number).get());
+    for (const Units& number : numbers) append(list.get(), own(makeString(number)).get());
     published = list.get();
-    const bool answer = matches(stringOf(sender).get());
+    const bool answer = matches(own(makeString(sender)).get());
     published = nullptr;
     fuzz::require(answer == expected(digits, sender, numbers), "the answer is the calculated one");
-    const auto lines = phone.device.log.take();
-    fuzz::require(lines.size() == (logging ? 2 : 0), "two lines are logged, or none");
-    fuzz::require(!logging || lines[1].starts_with(answer ? "HL:\tfound" : "HL:\tdid not find"),
+    const auto logged = phone.device.log.take();
+    fuzz::require(logged.size() == (logging ? 2 : 0), "two lines are logged, or none");
+    fuzz::require(!logging || logged[1].starts_with(answer ? "HL:\tfound" : "HL:\tdid not find"),
                   "the log says the same as the answer");
   }
   return 0;

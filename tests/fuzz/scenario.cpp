@@ -1,11 +1,10 @@
 // Scenarios of any text: statements, or an error that names the line; and the texts of the
 // statements are themselves a scenario that says the same.
 
-#include "home_screen/scenario.hpp"
-
 #include <algorithm>
 #include <sstream>
 
+#include "home_screen/scenario/reader.hpp"
 #include "tests/fuzz/target.hpp"
 
 namespace {

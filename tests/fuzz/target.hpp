@@ -9,13 +9,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <span>
 #include <string>
 
 #include "simulator/device.hpp"
-#include "simulator/loader.hpp"
+#include "simulator/loader/loaded_library.hpp"
 #include "simulator/runtime/object.hpp"
+#include "tests/support/scratch_folder.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -40,13 +40,8 @@ void leavingNothing(Body body) {
   require(simulator::liveObjectCount() == before, "no object stays alive");
 }
 
-// A folder that goes when the process ends as it should. To be asked for once.
-inline const std::string& scratchFolder() {
-  static std::string folder = (std::filesystem::temp_directory_path() / "fuzz-XXXXXX").string();
-  require(mkdtemp(folder.data()) != nullptr, "a temporary folder can be made");
-  std::atexit([] { std::filesystem::remove_all(folder); });
-  return folder;
-}
+// Goes when the process ends as it should.
+inline const tests::ScratchFolder scratchFolder;
 
 // A phone with the library in it, until the process ends: what the library keeps for ever is no
 // leak while it is mapped.
@@ -56,7 +51,7 @@ struct PhoneWithLibrary {
     return phone;
   }
 
-  simulator::Device device{scratchFolder()};
+  simulator::Device device{scratchFolder.path};
   simulator::LoadedLibrary library{HUSHLANE_LIBRARY};
 };
 

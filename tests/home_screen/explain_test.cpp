@@ -1,13 +1,14 @@
 // What the home screen says of a message is held against the gate itself, on random senders, modes
 // and settings.
 
-#include "home_screen/explain.hpp"
+#include <date/date.h>
 
 #include <map>
 #include <random>
 
-#include "home_screen/inquiry.hpp"
-#include "home_screen/who.hpp"
+#include "home_screen/ask/explanation.hpp"
+#include "home_screen/ask/exported.hpp"
+#include "home_screen/ask/who.hpp"
 #include "tests/support/phone_test.hpp"
 
 namespace {
@@ -16,7 +17,7 @@ using home_screen::Change;
 using home_screen::Condition;
 using home_screen::Explainer;
 using home_screen::Explanation;
-using home_screen::Player;
+using home_screen::Session;
 using simulator::PlatformAnswer;
 
 const tests::Texts storedNumbers = {"+1 (555) 010-0142", "555 010 0177", "+442070100142", "0142",
@@ -68,17 +69,17 @@ bool answerTold(const Explanation& explanation) {
 }
 
 TEST_F(ExplainTest, AgreesWithTheGateOnRandomSendersModesAndSettings) {
-  Player player(phone(), HUSHLANE_LIBRARY, false);
-  player.start();
-  auto& mode = player.library().value<std::int64_t>("allowedMessageGroup");
-  auto& digits = player.library().value<std::int64_t>("maxNumOfDigitsToCompare");
-  const Explainer explainer(player);
+  Session session(phone(), HUSHLANE_LIBRARY);
+  session.start();
+  auto& mode = session.library().allowedMessageGroup;
+  auto& digits = session.library().maxNumOfDigitsToCompare;
+  const Explainer explainer(session);
   int presented = 0;
   constexpr int questions = 100'000;
   for (int i = 0; i < questions; ++i) {
     if (i % 5'000 == 0) {
       set("allowedMessageGroup", between(1, 2));
-      player.post("org.mernwick.hushlane.reloadsettings");
+      session.post("reloadsettings");
       simulator::forgetZombies();
     }
     // The phone's own look-ups open its address book, so they are asked less often.
@@ -105,11 +106,11 @@ TEST_F(ExplainTest, ProposesExactlyTheSettingsThatTurnTheAnswerRound) {
   phone().bulletinBoard.setSchedule(
       simulator::DailyPeriod{std::chrono::hours(22), std::chrono::hours(7)});
   phone().setLocalTime(date::local_days(date::year(2026) / 11 / 22) + std::chrono::hours(1));
-  Player player(phone(), HUSHLANE_LIBRARY, false);
-  player.start();
+  Session session(phone(), HUSHLANE_LIBRARY);
+  session.start();
   const auto apply = [&](const std::string& key, const simulator::PreferenceValue& value) {
     set(key, value);
-    player.post("org.mernwick.hushlane.reloadsettings");
+    session.post("reloadsettings");
   };
   std::vector<Setting> tries;  // in the order of the proposals; no other weekday than Sunday counts
   for (const std::int64_t mode : {-100, -200, -300, -400, 1, 2}) {
@@ -137,16 +138,14 @@ TEST_F(ExplainTest, ProposesExactlyTheSettingsThatTurnTheAnswerRound) {
       if (message(sender) != before) turning.emplace_back(key, value);
       apply(key, settings[key]);
     }
-    const auto weekdays = [&] {
-      return home_screen::numbersIn(player.library(), "daysForSuppressingScheduler");
-    };
-    const auto weekdaysBefore = weekdays();
+    const auto weekdaysBefore = home_screen::suppressedWeekdays(session);
     std::vector<Setting> proposed;
-    for (const Change& change : Explainer(player).changesFor(sender)) {
+    for (const Change& change : Explainer(session).changesFor(sender)) {
       proposed.emplace_back(change.key, change.value);
     }
     EXPECT_EQ(proposed, turning) << sender;
-    EXPECT_EQ(weekdays(), weekdaysBefore) << "the last try is still in force";
+    EXPECT_EQ(home_screen::suppressedWeekdays(session), weekdaysBefore)
+        << "the last try is still in force";
     changes += proposed.size();
     simulator::forgetZombies();
   }

@@ -2,11 +2,8 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <pty.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +13,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "home_screen/scenario/commands.hpp"
 
 namespace {
 
@@ -240,20 +239,16 @@ TEST_F(HomeScreen, TellsOfAnExceptionWhileReadingTheStoredSchedule) {
       "<plist version=\"1.0\"><dict><key>overrides</key><array><data>AAAA</data></array></dict>"
       "</plist>");
   EXPECT_EQ(play("interval\nmessage +1\n", "--device phone").rfind("raised NSInvalid", 0), 0U);
-  const std::string left =
-      "phone/var/mobile/Library/BulletinBoard/BehaviorOverrides.plist: stored override 1 is left ";
-  EXPECT_EQ(run("calendar --device phone").complaints.substr(0, left.size()), left);
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "Overrides.plist: stored override 1 is left ",
+                      run("calendar --device phone").complaints);
 }
 
 TEST_F(HomeScreen, DrawsTheNightsInWhichTheClocksChange) {
   for (const auto& [day, lines] : Pairs{
            {"2026-10-24", "####| 10h00m of 25h00m\n"},
            {"2026-10-24", "Sun 2026-10-25 03:00  clocks  back to 02:00\n"},
-           {"2026-03-28",
-            "Sun 29 Mar |####  ########..............................####| 8h00m of 23h00m\n"},
-           {"2026-03-28",
-            "Sun 2026-03-29 02:00  clocks  forward to 03:00\n"
-            "Sun 2026-03-29 07:00  off     the schedule ends\n"},
+           {"2026-03-28", "|####  ########..............................####| 8h00m of 23h00m\n"},
+           {"2026-03-28", "Sun 2026-03-29 02:00  clocks  forward to 03:00\nSun 2026-03-29 07:00"},
        }) {
     const Result result = run(fmt::format(
         "calendar --device examples/phone --time-zone Europe/Berlin --next 2 --at '{} 12:00'",
@@ -262,42 +257,35 @@ TEST_F(HomeScreen, DrawsTheNightsInWhichTheClocksChange) {
   }
 }
 
-struct Told {
-  int mode;
-  const char* question;
-  const char* condition;
-};
-
 TEST_F(HomeScreen, ExplainsEachConditionByItsSource) {
   fs::copy(folder / "examples/phone", folder / "phone", fs::copy_options::recursive);
-  for (const Told& told : std::initializer_list<Told>{
-           {1, "'x): 1' --dnd", "Tail compared        x): 1          the whole sender;"},
-           {1, "'(0100142)' --dnd", "Tail compared        100142)        last 7;"},
-           {1, "'' --dnd", "Tail compared        (empty)        the whole sender;"},
-           {1, "mara@quill.example --dnd",
-            "A member's address   yes            Mara Quill, mara@quill.example\n"},
-           {2, "+15550100163 --dnd",
-            "A member's number    15550100163    Dr. Ines Falk, +15550100163\n"},
-           {2, "mara@quill.example --dnd", "A member's address   no\n"},
-           {-400, "MARA@quill.example --dnd",
-            "In the contacts      yes            Mara Quill, mara@quill.example\n"},
-           {-300, "+15550100163 --dnd",
-            "Among the favourites yes            Dr. Ines Falk, +15550100163\n"},
-           {-300, "+15550100142 --dnd", "Among the favourites no\n\n  held back\n"},
-           {77, "1 --dnd", "Let through          group 77       allowedMessageGroup is 77\n"},
-           {0, "1 --dnd", "Let through          nobody (mode 0)\n"},
-           {1, "1 --at '2026-11-21 23:00'",
-            "Phone's own answer   present it     schedule 22:00-07:00, but not on Saturdays\n"},
-           {1, "1 --at '2026-11-22 12:00'",
-            "Phone's own answer   present it     outside the schedule 22:00-07:00, a Sunday\n"},
-           {1, "1 --at '2026-11-21 23:00' --dnd", "Do Not Disturb       on             by hand\n"},
-           {1, "1 --at '2026-11-22 23:00' --dnd",
-            "Do Not Disturb       on             by hand, and by the schedule 22:00-07:00, a "
-            "Sunday\n"},
-       }) {
-    chooseMode(told.mode);
-    const Result result = run(fmt::format("explain --device phone {}", told.question));
-    EXPECT_PRED_FORMAT2(testing::IsSubstring, told.condition, result.output);
+  const struct {
+    int mode;
+    const char* question;
+    const char* condition;
+  } rows[] = {
+      {1, "'x): 1' --dnd", "Tail compared x): 1 the whole sender;"},
+      {1, "'(0100142)' --dnd", "Tail compared 100142) last 7;"},
+      {1, "'' --dnd", "Tail compared (empty) the whole sender;"},
+      {1, "mara@quill.example --dnd", "A member's address yes Mara Quill, mara@quill.example\n"},
+      {2, "+15550100163 --dnd", "A member's number 15550100163 Dr. Ines Falk, +15550100163\n"},
+      {2, "mara@quill.example --dnd", "A member's address no\n"},
+      {-400, "MARA@quill.example --dnd", "In the contacts yes Mara Quill, mara@quill.example\n"},
+      {-300, "+15550100163 --dnd", "Among the favourites yes Dr. Ines Falk, +15550100163\n"},
+      {-300, "+15550100142 --dnd", "Among the favourites no\n\n held back\n"},
+      {77, "1 --dnd", "Let through group 77 allowedMessageGroup is 77\n"},
+      {0, "1 --dnd", "Let through nobody (mode 0)\n"},
+      {1, "1 --at '2026-11-21 23:00'", " schedule 22:00-07:00, but not on Saturdays\n"},
+      {1, "1 --at '2026-11-22 12:00'", " outside the schedule 22:00-07:00, a Sunday\n"},
+      {1, "1 --at '2026-11-21 23:00' --dnd", "Do Not Disturb on by hand\n"},
+      {1, "1 --at '2026-11-22 23:00' --dnd",
+       " on by hand, and by the schedule 22:00-07:00, a Sunday"},
+  };
+  for (const auto& row : rows) {
+    chooseMode(row.mode);
+    const Result result =
+        runInShell(fmt::format("hushlane-sim explain --device phone {} | tr -s ' '", row.question));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, row.condition, result.output);
   }
 }
 
@@ -314,30 +302,14 @@ TEST_F(HomeScreen, GivesAnExplanationAsOneObject) {
                                       "meaning": "no schedule on Sundays"})"));
 }
 
-// What the program shows on a terminal on which this is typed.
-std::string typed(const std::string& keys) {
-  int terminal = -1;
-  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (child == 0) {
-    alarm(60);  // should it never quit
-    setenv("TERM", "xterm", 1);
-    setenv("NO_COLOR", "1", 1);
-    execl(HUSHLANE_SIM, HUSHLANE_SIM, "shell", nullptr);
-    _exit(127);
-  }
-  EXPECT_EQ(write(terminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
-  std::string shown;
-  for (char unit = 0; read(terminal, &unit, 1) == 1;) shown += unit;
-  close(terminal);
-  waitpid(child, nullptr, 0);
-  return shown;
-}
-
 TEST_F(HomeScreen, CompletesAndRemembersAtAPrompt) {
   // Tab after a command, a key, a notification and a choice; the arrow up recalls the message.
-  const std::string shown = typed(
-      "set allowedM\t-100\npost rel\t\nplatform-answer n\t\ngateway 1\n"
-      "mess\t+1\n\x1b[A\nstate\nquit\n");
+  const std::string shown = runInShell(
+                                "TERM=xterm NO_COLOR=1 timeout 60 script --quiet --command "
+                                "'hushlane-sim shell' /dev/null",
+                                "set allowedM\t-100\npost rel\t\nplatform-answer n\t\ngateway 1\n"
+                                "mess\t+1\n\x1b[A\nstate\nquit\n")
+                                .output;
   EXPECT_NE(shown.find("presented"), shown.rfind("presented")) << "only once in " << shown;
   EXPECT_PRED_FORMAT2(testing::IsSubstring, "allowedMessageGroup=-100\r\n", shown);
   EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "unknown command", shown);
@@ -390,30 +362,29 @@ TEST_F(HomeScreen, PlaysOnACopyOfThePhone) {
   EXPECT_FALSE(fs::exists(folder / addressBook));
 }
 
-struct Misuse {
-  const char* arguments;
-  int status;
-  const char* complaint;
-};
-
 TEST_F(HomeScreen, TellsWrongUsageFromAnUnreadablePhone) {
-  for (const Misuse& misuse : std::initializer_list<Misuse>{
-           {"", 2, "subcommand is required"},
-           {"play", 2, "SCENARIO is required"},
-           {"play nowhere.scenario", 2, "nowhere.scenario: No such file or directory"},
-           {"play scratch", 2, "scratch: is a directory"},
-           {"play - --library nowhere.so", 2, "nowhere.so"},
-           {"explain", 2, "SENDER is required"},
-           {"explain +1 --at noon", 2, "--at: noon is no local time"},
-           {"who --time-zone Mars/North", 2, "Mars/North is no time zone"},
-           {"calendar --next 0", 2, "--next"},
-           {"demo > /dev/full", 2, "standard output: No space left on device"},
-           {"play - --device nowhere", 3, "nowhere: does not exist"},
-           {"play - --device input", 3, "input: is no directory"},
-       }) {
-    const Result result = run(misuse.arguments);
-    EXPECT_EQ(result.status, misuse.status) << misuse.arguments;
-    EXPECT_PRED_FORMAT2(testing::IsSubstring, misuse.complaint, result.complaints);
+  const struct {
+    const char* arguments;
+    int status;
+    const char* complaint;
+  } rows[] = {
+      {"", 2, "subcommand is required"},
+      {"play", 2, "SCENARIO is required"},
+      {"play nowhere.scenario", 2, "nowhere.scenario: No such file or directory"},
+      {"play scratch", 2, "scratch: is a directory"},
+      {"play - --library nowhere.so", 2, "nowhere.so"},
+      {"explain", 2, "SENDER is required"},
+      {"explain +1 --at noon", 2, "--at: noon is no local time"},
+      {"who --time-zone Mars/North", 2, "Mars/North is no time zone"},
+      {"calendar --next 0", 2, "--next"},
+      {"demo > /dev/full", 2, "standard output: No space left on device"},
+      {"play - --device nowhere", 3, "nowhere: does not exist"},
+      {"play - --device input", 3, "input: is no directory"},
+  };
+  for (const auto& row : rows) {
+    const Result result = run(row.arguments);
+    EXPECT_EQ(result.status, row.status) << row.arguments;
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, row.complaint, result.complaints);
   }
 }
 
@@ -461,48 +432,44 @@ TEST_F(HomeScreen, PrintsWhatTheReadmeShows) {
   }
 }
 
-TEST_F(HomeScreen, HelpsWithTheCommandsThatTheReadmeNames) {
+TEST_F(HomeScreen, NamesEveryCommandInTheReadme) {
   const std::string readme = contents(sources / "README.md");
-  int commands = 0;
-  for (const std::string& line : linesOf(run("play --help").output)) {
-    EXPECT_LE(line.size(), 80U) << line;
-    if (!line.starts_with("  ") || std::islower(line[2]) == 0) continue;
-    const std::string usage = line.substr(2, line.find_last_not_of(' ', 40) - 1);
-    const std::string cell = std::regex_replace(usage, std::regex("\\|"), "\\|");
-    EXPECT_NE(readme.find("\n| `" + cell + "` |"), std::string::npos) << usage;
-    ++commands;
+  for (const home_screen::Command& command : home_screen::commandTable()) {
+    const std::string usage = std::regex_replace(command.usage(), std::regex("\\|"), "\\|");
+    EXPECT_NE(readme.find("\n| `" + usage + "` |"), std::string::npos)
+        << "README.md lacks a row in the table of commands: | `" << usage << "` | ...";
   }
-  EXPECT_GT(commands, 20);
+  const std::string help = run("--help").output;
+  for (const std::string& line : linesOf(help.substr(help.find("  demo ")))) {
+    const std::string example =
+        "hushlane-sim " + std::regex_replace(line, std::regex(" *([a-z]+).*"), "$1");
+    EXPECT_NE(readme.find(example), std::string::npos) << "README.md never shows " << example;
+  }
+  for (const std::string& line : linesOf(run("play --help").output)) EXPECT_LE(line.size(), 80U);
 }
 
 TEST_F(HomeScreen, ComparesAsTheDocumentSaysCaseByCase) {
-  const std::regex ofSenders(R"(\| `([^`]+)` \| `([^`]+)` \| (-?\d+) \| (yes|no) \|.*)");
-  const std::regex ofWeekdays(
-      R"(\| `([^`]+)` \| (?:none|`([^`]+)`) \| `([^`]+)` \| (on|off) \|.*)");
+  // What makes a scenario of a row, one after the other.
+  const std::pair<std::regex, const char*> steps[] = {
+      {std::regex(R"(\| `([^`]+)` \| `([^`]+)` \| (-?\d+) \| (yes|no) \|.*)"),
+       "contact A phone \"$1\" email \"$1\"\ngroup G A\nset allowedMessageGroup 1\n"
+       "set maxNumOfDigitsToCompare $3\npost reloadsettings\ndnd on\nmessage \"$2\"\nexpect $4"},
+      {std::regex(R"(\| `([^`]+)` \| (?:none|`([^`]+)`) \| `([^`]+)` \| (on|off) \|.*)"),
+       "set $2 false\npost reloadsettings\nschedule $1\nactive $3\nexpect $4"},
+      {std::regex("set  false\n|\"\\(absent\\)\"|\\(empty\\)"), ""},
+      {std::regex("expect yes"), "expect presented"},
+      {std::regex("expect no"), "expect \"held back\""},
+      {std::regex("expect on"), "expect active"},
+      {std::regex("expect off"), "expect \"not active\""},
+  };
   int rows = 0;
   for (const std::string& row : linesOf(contents(sources / "docs/what-is-compared.md"))) {
     if (!row.starts_with("| `")) continue;
     ++rows;
-    std::smatch cells;
-    std::string scenario;
-    if (std::regex_match(row, cells, ofSenders)) {
-      const std::string sender = cells[2] == "(absent)"  ? ""
-                                 : cells[2] == "(empty)" ? "\"\""
-                                                         : "\"" + cells[2].str() + "\"";
-      scenario = fmt::format(
-          "contact A {} \"{}\"\ngroup G A\nset allowedMessageGroup 1\n"
-          "set maxNumOfDigitsToCompare {}\npost reloadsettings\ndnd on\nmessage {}\nexpect {}\n",
-          cells[1].str().find('@') == std::string::npos ? "phone" : "email", cells[1].str(),
-          cells[3].str(), sender, cells[4] == "yes" ? "presented" : "\"held back\"");
-    } else if (std::regex_match(row, cells, ofWeekdays)) {
-      if (cells[2].matched) scenario = fmt::format("set {} false\n", cells[2].str());
-      scenario +=
-          fmt::format("post reloadsettings\nschedule {}\nactive {}\nexpect {}\n", cells[1].str(),
-                      cells[3].str(), cells[4] == "on" ? "active" : "\"not active\"");
-    }
-    EXPECT_FALSE(scenario.empty()) << row;
+    std::string scenario = row;
+    for (const auto& [what, with] : steps) scenario = std::regex_replace(scenario, what, with);
     const Result result = run("play -", scenario);
-    EXPECT_EQ(result.status, 0) << row << "\n" << result.complaints;
+    EXPECT_EQ(result.status, 0) << row << "\n" << scenario << "\n" << result.complaints;
   }
   EXPECT_GT(rows, 30);
 }

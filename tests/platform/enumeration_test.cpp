@@ -12,7 +12,7 @@ NSUInteger largestBatch = 0;
 
 NSUInteger enumerateInBatches(id self, SEL, NSFastEnumerationState* state, id* buffer,
                               NSUInteger capacity) {
-  const std::vector<id>& items = simulator::as<simulator::Array>(self, "NSArray")->items;
+  const std::vector<id>& items = simulator::as<simulator::Array>(self)->items;
   const NSUInteger batch = std::min({capacity, largestBatch, items.size() - state->state});
   std::copy_n(items.data() + state->state, batch, buffer);
   state->state += batch;

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """The library changes no file, opens no connection and starts no thread or program.
 
 Every system call of the demo's evening is recorded with its stack. Those that the phone makes on

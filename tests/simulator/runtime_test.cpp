@@ -24,43 +24,24 @@ NSUInteger countOf(const Owned<Array>& list) { return message<NSUInteger>(list.g
 
 TEST_F(RuntimeTest, ReplacementReachesTheClassAndItsSubclassesUntilItIsRestored) {
   const auto list = own(makeArray());
-  const auto special = own(makeMutableArray());
-  EXPECT_EQ(countOf(list) + countOf(special), 0u);  // found once before it is replaced
+  const auto special = own(make<Array>(classNamed("NSMutableArray")));
+  const auto expectCounts = [&](NSUInteger ofList, NSUInteger ofSpecial) {
+    EXPECT_EQ(countOf(list), ofList);
+    EXPECT_EQ(countOf(special), ofSpecial);
+    restoreRuntime();
+  };
+  expectCounts(0, 0);
   replaceCount("NSMutableArray");
-  EXPECT_EQ(countOf(list), 0u);
-  EXPECT_EQ(countOf(special), 10u);
-  restoreRuntime();
+  expectCounts(0, 10);
   replaceCount("NSArray");
-  EXPECT_EQ(countOf(list), 10u);
-  EXPECT_EQ(countOf(special), 10u);
-  restoreRuntime();
+  expectCounts(10, 10);
   removeMethod("NSArray", "count");
   hideClass("NSArray");  // from the library alone
   originalCount = nullptr;
   replaceCount("NSArray");
   EXPECT_EQ(originalCount, nullptr) << "what the host lacks was replaced";
   restoreRuntime();
-  EXPECT_EQ(countOf(list) + countOf(special), 0u);
-}
-
-struct Horse : Object {
-  explicit Horse(int number) : legs(number) {}
-  int legs;
-};
-
-TEST_F(RuntimeTest, MethodsBeyondTheFastTableWork) {
-  for (int i = 0; i < 1000; ++i) sel_registerName(("filler" + std::to_string(i)).c_str());
-  [[maybe_unused]] static const auto defined =
-      defineClass<Horse>("Horse", "NSObject")
-          .method(
-              "legs", +[](Horse* self, SEL) { return self->legs; });
-  const auto horse = own(make<Horse>(classNamed("Horse"), 4));
-  EXPECT_EQ(simulator::message<int>(horse.get(), "legs"), 4);
-  substitute(
-      "Horse", "legs", +[](id, SEL) { return 3; });
-  EXPECT_EQ(simulator::message<int>(horse.get(), "legs"), 3);
-  EXPECT_THROW(simulator::message(classNamed("Horse"), "alloc"), PlatformException)
-      << "the inherited one makes an object of another size";
+  expectCounts(0, 0);
 }
 
 TEST_F(RuntimeTest, PoolsReleaseWhatWasAutoreleasedInside) {
@@ -90,8 +71,7 @@ TEST_F(RuntimeTest, MisuseStopsTheProcess) {
   const std::pair<const char*, std::function<void()>> cases[] = {
       {"NSDate: released more often", [&] { objc_release(freed); }},
       {"NSDate: retained after it was freed", [&] { objc_retain(freed); }},
-      {"-\\[NSDate hash\\]: message sent to a freed object",
-       [&] { simulator::message<void>(freed, "hash"); }},
+      {"init\\]: message sent to a freed", [&] { simulator::message<void>(freed, "init"); }},
       {"Unicorn: no such class", [] { classNamed("Unicorn"); }},
       {"NSDate: class defined twice", [] { defineClass<Object>("NSDate", "NSObject"); }},
       {"not open on this thread", [&] { objc_autoreleasePoolPop(pool); }},
@@ -102,15 +82,14 @@ TEST_F(RuntimeTest, MisuseStopsTheProcess) {
 TEST_F(RuntimeTest, OtherThreadsSeeTheOldOrTheNewMethod) {
   const auto list = own(makeArray());
   std::atomic<int> wrong{0};
+  const auto read = [&](const std::stop_token& ending) {
+    while (!ending.stop_requested()) {
+      const NSUInteger seen = countOf(share(list.get()));
+      if (seen != 0 && seen != 10) ++wrong;
+    }
+  };
   std::vector<std::jthread> readers;
-  for (int i = 0; i < 4; ++i) {
-    readers.emplace_back([&](const std::stop_token& ending) {
-      while (!ending.stop_requested()) {
-        const NSUInteger seen = countOf(share(list.get()));
-        if (seen != 0 && seen != 10) ++wrong;
-      }
-    });
-  }
+  for (int i = 0; i < 4; ++i) readers.emplace_back(read);
   replaceCount("NSArray");
   for (int i = 0; i < 2000; ++i) {
     sel_registerName(("whileReading" + std::to_string(i)).c_str());

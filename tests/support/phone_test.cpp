@@ -1,7 +1,6 @@
 #include "tests/support/phone_test.hpp"
 
 #include <cstdlib>
-#include <iostream>
 
 #include "simulator/frameworks/bulletin_board.hpp"
 
@@ -11,48 +10,27 @@ using namespace simulator;
 
 namespace {
 
-std::filesystem::path makeRoot() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "phone-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
-  return pattern;
-}
-
 // Another build of the library may stand in for the one beside the test programs.
 std::filesystem::path libraryFile() {
   const char* const other = std::getenv("HUSHLANE_LIBRARY");
   return other != nullptr ? other : HUSHLANE_LIBRARY;
 }
 
-// The program's own path, so that a failure can be repeated from anywhere.
-void printHowToRepeat() {
-  const auto* const test = ::testing::UnitTest::GetInstance()->current_test_info();
-  std::cerr << "repeat with: " << std::filesystem::read_symlink("/proc/self/exe").string()
-            << " --gtest_filter='" << test->test_suite_name() << '.' << test->name() << "'\n";
-}
-
 }  // namespace
 
 PhoneTest::PhoneTest()
-    : root_(makeRoot()),
-      aliveBefore_((keepZombies(true), liveObjectCount())),
+    : aliveBefore_((keepZombies(true), liveObjectCount())),
       unpooledBefore_(autoreleasedWithoutPool()),
-      device_(std::make_unique<Device>(root_)) {}
+      device_(std::make_unique<Device>(root_.path)) {}
 
 PhoneTest::~PhoneTest() {
   end();
   device_.reset();
-  EXPECT_EQ(liveObjectCount(), aliveBefore_) << [] {
-    std::string alive = "still alive:";
-    for (const auto& [type, count] : liveObjectsByClass()) {
-      alive += " " + type + " " + std::to_string(count);
-    }
-    return alive;
-  }();
+  EXPECT_EQ(liveObjectCount(), aliveBefore_)
+      << ::testing::PrintToString(liveObjectsByClass()) << " are alive";
   EXPECT_EQ(autoreleasedWithoutPool(), unpooledBefore_) << "autoreleased without a pool";
   keepZombies(false);
   forgetZombies();
-  std::filesystem::remove_all(root_);
-  if (HasFailure()) printHowToRepeat();
 }
 
 void PhoneTest::start() {
@@ -92,7 +70,7 @@ std::int32_t PhoneTest::chooseGroup(const std::vector<Person>& members) {
 }
 
 std::optional<Texts> PhoneTest::texts(const std::string& collection) {
-  const auto* const array = as<Array>(object(collection), "NSArray");
+  const auto* const array = as<Array>(object(collection));
   if (array == nullptr) return std::nullopt;
   Texts texts;
   for (const id item : array->items) texts.push_back(describe(item));
@@ -109,8 +87,8 @@ Texts PhoneTest::groups() {
   const AutoreleasePool pool;
   Texts lines;
   const id listed = library_->function<id()>("loadABGroups")();
-  for (const id item : as<Array>(listed, "NSArray")->items) {
-    const auto* const entry = as<Dictionary>(item, "NSDictionary");
+  for (const id item : as<Array>(listed)->items) {
+    const auto* const entry = as<Dictionary>(item);
     EXPECT_EQ(entry->entries.size(), 2u);
     lines.push_back(describe(find(entry, "id")) + " " + describe(find(entry, "name")));
   }

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -16,11 +15,12 @@
 #include <utility>
 #include <vector>
 
-#include "simulator/call_trace.hpp"
+#include "simulator/context/call_trace.hpp"
+#include "simulator/context/faults.hpp"
 #include "simulator/device.hpp"
-#include "simulator/faults.hpp"
 #include "simulator/foundation/objects.hpp"
-#include "simulator/loader.hpp"
+#include "simulator/loader/loaded_library.hpp"
+#include "tests/support/scratch_folder.hpp"
 
 namespace tests {
 
@@ -94,7 +94,7 @@ class PhoneTest : public ::testing::Test {
   std::string interval();
 
  private:
-  std::filesystem::path root_;
+  ScratchFolder root_;
   std::int64_t aliveBefore_;
   std::int64_t unpooledBefore_;
   std::unique_ptr<simulator::Device> device_;

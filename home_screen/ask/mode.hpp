@@ -1,0 +1,24 @@
+// The values of allowedMessageGroup, and what they mean to people.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace home_screen {
+
+// A value other than the record ID of a group.
+struct Mode {
+  std::int64_t value;
+  const char* name;
+  const char* test;           // what the phone looks up; null when it need not
+  const char* whenPresented;  // why
+  const char* whenHeldBack;
+};
+
+std::span<const Mode> modes();
+const Mode* findMode(std::int64_t value);  // null for a group, and for a value without a meaning
+
+std::string modeName(std::int64_t value);
+
+}  // namespace home_screen

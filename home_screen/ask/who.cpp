@@ -1,0 +1,97 @@
+#include "home_screen/ask/who.hpp"
+
+#include <map>
+#include <optional>
+
+#include "home_screen/ask/directory.hpp"
+#include "home_screen/ask/message.hpp"
+#include "home_screen/ask/mode.hpp"
+#include "simulator/device.hpp"
+
+namespace home_screen {
+namespace {
+
+std::optional<Entry> entryBehind(const GateLog& gate, const std::string& sender,
+                                 const Directory& directory) {
+  if (gate.matchedNumber) return directory.memberWithDigits(gate.mode, *gate.matchedNumber);
+  if (gate.matchedAddress) return directory.memberWithAddress(gate.mode, sender);
+  const Mode* mode = findMode(gate.mode);
+  if (mode != nullptr && mode->test != nullptr) return directory.contactLike(sender);
+  return std::nullopt;
+}
+
+std::string reasonNaming(const GateLog& gate, const std::string& person, const std::string& sender,
+                         const Directory& directory) {
+  const bool asked = gate.doNotDisturb && !gate.phonePresents;
+  if (asked && !gate.presented && gate.digitsCompared) return "none ends in " + gate.tail;
+  const auto entry = asked && gate.presented ? entryBehind(gate, sender, directory) : std::nullopt;
+  if (!entry) return reasonFor(gate);
+  const std::string by = "by " + gate.matchedNumber.value_or(entry->value);
+  return entry->person == person ? by : by + " (" + entry->person + ")";
+}
+
+Who::Person askAbout(Session& session, const simulator::Person& person,
+                     const Directory& directory) {
+  Who::Person answer{person.name, {}};
+  const auto ask = [&](const std::string& value, const std::string& sender) {
+    const auto [presented, gate] = askAboutMessage(session, sender);
+    answer.entries.push_back(
+        {value, presented, reasonNaming(gate, person.name, sender, directory)});
+  };
+  for (const std::string& number : person.phones) ask(number, senderFrom(number));
+  for (const std::string& address : person.emails) ask(address, address);
+  return answer;
+}
+
+std::vector<Who::SharedTail> sharedTails(Session& session, const Directory& directory) {
+  std::map<std::string, std::map<std::int32_t, std::string>> owners;  // tail, record ID, name
+  for (const simulator::Person& person : directory.people()) {
+    for (const std::string& number : person.phones) {
+      const std::string tail = askForTail(session, digitsOf(number));
+      if (!tail.empty()) owners[tail].emplace(person.id, person.name);
+    }
+  }
+  std::vector<Who::SharedTail> shared;
+  for (const auto& [tail, people] : owners) {
+    if (people.size() < 2) continue;
+    shared.push_back({tail, {}});
+    for (const auto& [recordId, name] : people) shared.back().names.push_back(name);
+  }
+  return shared;
+}
+
+}  // namespace
+
+std::string senderFrom(std::string_view storedNumber) {
+  constexpr std::string_view inBetween = " -()./+\xc2\xa0";
+  std::string sender;
+  for (const char letter : storedNumber) {
+    if (letter >= '0' && letter <= '9') {
+      sender += letter;
+    } else if (letter == '+' && sender.empty()) {
+      sender = "+";
+    } else if (!sender.empty() && inBetween.find(letter) == std::string_view::npos) {
+      break;
+    }
+  }
+  return sender;
+}
+
+Who askWho(Session& session) {
+  const Directory directory(session.device().addressBook);
+  const simulator::Clock& clock = session.device().clock;
+  const Exports& library = session.library();
+  Who who{clock.local(clock.now()),
+          library.isDNDActive,
+          modeName(library.allowedMessageGroup, directory),
+          {},
+          library.maxNumOfDigitsToCompare,
+          {}};
+  for (const simulator::Person& person : directory.people()) {
+    who.people.push_back(askAbout(session, person, directory));
+  }
+  who.sharedTails = sharedTails(session, directory);
+  return who;
+}
+
+}  // namespace home_screen

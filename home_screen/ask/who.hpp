@@ -1,0 +1,43 @@
+// Who would get through: every person, number and address of the address book, each asked about
+// as the sender of a message, and the tails that two different people share.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "home_screen/session/session.hpp"
+
+namespace home_screen {
+
+struct Who {
+  struct Entry {
+    std::string value;  // as it is stored
+    bool presented;
+    std::string why;  // by which entry, and whose it is when it is another person's
+  };
+  struct Person {
+    std::string name;
+    std::vector<Entry> entries;
+  };
+  struct SharedTail {
+    std::string tail;
+    Lines names;
+  };
+
+  LocalTime at;
+  bool doNotDisturb;
+  std::string letThrough;
+  std::vector<Person> people;
+  std::int64_t digitsCompared;
+  std::vector<SharedTail> sharedTails;
+};
+
+Who askWho(Session& session);
+
+// The sender that a message from a stored number bears: its digits behind a leading +, up to an
+// extension or a pause.
+std::string senderFrom(std::string_view storedNumber);
+
+}  // namespace home_screen

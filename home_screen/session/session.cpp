@@ -1,0 +1,54 @@
+#include "home_screen/session/session.hpp"
+
+#include <utility>
+
+#include "simulator/device.hpp"
+#include "simulator/loader/loaded_library.hpp"
+#include "simulator/runtime/object.hpp"
+
+namespace home_screen {
+
+void* Exports::address(const char* name) const { return library_.address(name); }
+
+Session::Session(simulator::Device& device, std::string library)
+    : device_(device), libraryFile_(std::move(library)) {
+  simulator::keepZombies(true);
+}
+
+Session::~Session() {
+  loaded_.reset();
+  simulator::forgetZombies();
+  simulator::keepZombies(false);
+}
+
+void Session::start() {
+  loaded_ = std::make_unique<simulator::LoadedLibrary>(libraryFile_);
+  exports_ = std::make_unique<Exports>(*loaded_);
+  if (keepsLogging_) library().enableDebugLogging = true;
+}
+
+void Session::start(const Situation& situation) {
+  if (!situation.timeZone.empty()) device_.clock.setTimeZone(situation.timeZone);
+  start();
+  device_.bulletinBoard.refresh();
+  if (situation.time) device_.setLocalTime(*situation.time);
+  if (situation.doNotDisturb) device_.bulletinBoard.setManualDoNotDisturb(true);
+}
+
+void Session::post(const std::string& name) {
+  const bool full = name.find('.') != std::string::npos;
+  device_.post(full ? name : simulator::settingsDomain + ("." + name));
+  if (keepsLogging_) library().enableDebugLogging = true;
+}
+
+Lines Session::takeLog() const { return device_.log.take(); }
+
+Lines Session::logOf(const std::function<void()>& ask) {
+  const bool before = std::exchange(library().enableDebugLogging, true);
+  takeLog();
+  ask();
+  library().enableDebugLogging = before;
+  return takeLog();
+}
+
+}  // namespace home_screen

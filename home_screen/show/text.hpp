@@ -1,0 +1,26 @@
+// Answers as text for a terminal, on standard output.
+#pragma once
+
+#include <string>
+
+#include "home_screen/ask/explanation.hpp"
+#include "home_screen/ask/schedule.hpp"
+#include "home_screen/ask/who.hpp"
+#include "home_screen/scenario/commands.hpp"
+
+namespace home_screen {
+
+void showText(const Explanation& explanation);
+void showText(const Who& who);
+void showText(const Calendar& calendar);
+
+// A command and what it did. With `showLog`, also the log texts, and the start of the host.
+void showText(const Outcome& outcome, bool showLog);
+// The same without the command itself, for somebody who has just typed it.
+void showResult(const Outcome& outcome, bool showLog);
+
+// "FILE:LINE: expected ..., but ...", on standard error, when it was an expectation that did not
+// come true.
+void complainAboutFailure(const Outcome& outcome, const std::string& file);
+
+}  // namespace home_screen

@@ -1,0 +1,1 @@
+"""What the commands in script/ do, one module a subject."""

@@ -1,0 +1,1 @@
+"""Changes to the library that its tests must notice."""
