@@ -40,7 +40,7 @@ def foreign_libraries(out):
     return [out / "root/usr/lib/aarch64-linux-gnu", out / "root/lib/aarch64-linux-gnu"]
 
 
-def home_screen(root, out, library_folders, generated):
+def home_screen(root, out, linked_folders, generated):
     """The program for arm64."""
     phone = sorted(root.glob("simulator/**/*.cpp"))
     sources = [*root.glob("home_screen/**/*.cpp"), root / BRIDGE]
@@ -54,22 +54,23 @@ def home_screen(root, out, library_folders, generated):
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         phone_objects, objects = [list(pool.map(compiled, each)) for each in (phone, sources)]
     program, simulator = out / "hushlane-sim", out / "libsimulator.so"
-    linked = [*(library_folders[0] / name for name in LINKED),
-              *(f"-Wl,-rpath-link,{folder}" for folder in library_folders)]
+    linked = [*(linked_folders[0] / name for name in LINKED),
+              *(f"-Wl,-rpath-link,{folder}" for folder in linked_folders)]
+    # The program puts its bridge before some of the simulator's functions, for the library alone: the
+    # simulator goes on calling its own.
     project.run("aarch64-linux-gnu-g++", "-shared", "-Wl,-Bsymbolic-functions", "-o", simulator,
               *phone_objects, *linked)
-    # Exports what it puts before the simulator's own.
     project.run("aarch64-linux-gnu-g++", "-rdynamic", "-o", program, *objects, simulator, *linked,
               "-Wl,-rpath,$ORIGIN")
     return program
 
 
-def message_test(root, out, library_folders):
+def message_test(root, out, linked_folders):
     """How the simulated phone sends messages is written for each processor, so it is tested on each."""
-    program, folder = out / "message-test", library_folders[0]
-    build.run("aarch64-linux-gnu-g++", *FLAGS, root / "tests/simulator/message_send_test.cpp", "-o",
+    program, folder = out / "message-test", linked_folders[0]
+    project.run("aarch64-linux-gnu-g++", *FLAGS, root / "tests/simulator/message_send_test.cpp", "-o",
               program, out / "libsimulator.so", folder / "libgtest.a", folder / "libgtest_main.a",
-              *(f"-Wl,-rpath-link,{each}" for each in library_folders), "-Wl,-rpath,$ORIGIN",
+              *(f"-Wl,-rpath-link,{each}" for each in linked_folders), "-Wl,-rpath,$ORIGIN",
               cwd=root)
     return program
 

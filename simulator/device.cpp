@@ -52,7 +52,7 @@ void Device::advance(std::chrono::seconds by) {
           std::chrono::floor<minutes>(local - std::chrono::floor<std::chrono::days>(local));
       const bool clocksChanged = local - previous > minutes(1) || local < previous;
       if (clocksChanged || std::ranges::find(boundaries, timeOfDay) != boundaries.end()) {
-        clock.set(std::chrono::sys_seconds(moment));
+        clock.set(moment);
         bulletinBoard.refresh();
       }
     }

@@ -42,7 +42,7 @@ std::optional<Entry> Directory::findMember(std::int64_t group, Matches matches) 
 std::optional<Entry> Directory::memberWithDigits(std::int64_t group,
                                                  std::string_view digits) const {
   return findMember(group,
-                    [digits](const std::string& value) { return digitsOf(value) == digits; });
+                    [digits](const std::string& value) { return simulator::digitsOf(value) == digits; });
 }
 
 std::optional<Entry> Directory::memberWithAddress(std::int64_t group,
@@ -59,13 +59,6 @@ std::optional<Entry> Directory::contactLike(std::string_view sender) const {
     }
   }
   return std::nullopt;
-}
-
-std::string digitsOf(std::string_view number) {
-  std::string digits;
-  std::copy_if(number.begin(), number.end(), std::back_inserter(digits),
-               [](char letter) { return letter >= '0' && letter <= '9'; });
-  return digits;
 }
 
 std::vector<std::string> destinationsOf(const simulator::Person& person) {

@@ -47,9 +47,6 @@ class Directory {
   std::vector<simulator::Group> groups_;
 };
 
-// The digits of a number, as the library stores it.
-std::string digitsOf(std::string_view number);
-
 // Its numbers, then its addresses.
 std::vector<std::string> destinationsOf(const simulator::Person& person);
 

@@ -47,7 +47,7 @@ std::vector<Who::SharedTail> sharedTails(Session& session, const Directory& dire
   std::map<std::string, std::map<std::int32_t, std::string>> owners;  // tail, record ID, name
   for (const simulator::Person& person : directory.people()) {
     for (const std::string& number : person.phones) {
-      const std::string tail = askForTail(session, digitsOf(number));
+      const std::string tail = askForTail(session, simulator::digitsOf(number));
       if (!tail.empty()) owners[tail].emplace(person.id, person.name);
     }
   }

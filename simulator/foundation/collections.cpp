@@ -105,8 +105,6 @@ id initWithContentsOfFile(Dictionary* self, SEL, id path) {
 void defineDictionaries() {
   defineClass<Dictionary>()
       .method("initWithContentsOfFile:", &initWithContentsOfFile)
-      .method(
-          "count", +[](Dictionary* self, SEL) -> NSUInteger { return self->entries.size(); })
       .method("objectForKey:", &objectForKey);
 
   defineClass<Dictionary>("NSMutableDictionary", "NSDictionary")

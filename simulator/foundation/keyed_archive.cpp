@@ -92,12 +92,6 @@ class Encoder final : public KeyedCoder {
     if (const auto* array = as<Array>(object)) {
       encodeList("NS.objects", array->items);
       encodeClass("NSArray");
-    } else if (const auto* dictionary = as<Dictionary>(object)) {
-      encodeEntries(*dictionary);
-      encodeClass("NSDictionary");
-    } else if (const auto* date = as<Date>(object)) {
-      put(entry_, "NS.time", makeReal(date->sinceReferenceDate));
-      encodeClass("NSDate");
     } else {
       const std::string name(className(classOf(object)));
       const auto type = archivableClasses().find(name);
@@ -113,17 +107,6 @@ class Encoder final : public KeyedCoder {
     auto list = own(makeArray());
     for (const id item : items) append(list.get(), own(makeUid(add(item))).get());
     put(entry_, key, list.release());
-  }
-
-  void encodeEntries(const Dictionary& dictionary) {
-    const auto keys = own(makeArray());
-    const auto values = own(makeArray());
-    for (const auto& [key, value] : dictionary.entries) {
-      append(keys.get(), own(makeString(key)).get());
-      append(values.get(), value.get());
-    }
-    encodeList("NS.keys", keys->items);
-    encodeList("NS.objects", values->items);
   }
 
   void encodeClass(const std::string& name) {
@@ -315,8 +298,8 @@ void registerArchivable(ArchivableClass type) {
   archivableClasses().insert_or_assign(std::move(name), std::move(type));
 }
 
-std::vector<std::uint8_t> archive(id root, PropertyListForm form) {
-  return writePropertyList(Encoder().archiveOf(root).get(), form);
+std::vector<std::uint8_t> archive(id root) {
+  return writePropertyList(Encoder().archiveOf(root).get(), PropertyListForm::binary);
 }
 
 id unarchive(std::span<const std::uint8_t> bytes) {

@@ -31,11 +31,12 @@ class KeyedCoder {
   virtual std::int64_t decodeInteger(const char* key) = 0;
 };
 
-// Strings, numbers, dates, data, arrays and dictionaries are archived as the platform does; every
+// In the binary form. Strings, numbers, data and arrays are archived as the platform does; every
 // other class must be registered.
-std::vector<std::uint8_t> archive(id root, PropertyListForm form);
+std::vector<std::uint8_t> archive(id root);
 
-// One reference, owned by the caller; null for an archive whose root is $null. A damaged archive
+// One reference, owned by the caller; null for an archive whose root is $null. Also reads dates and
+// dictionaries, which other systems archive. A damaged archive
 // (not a property list, a UID out of range, a class that is not known, objects that contain
 // themselves) raises NSInvalidUnarchiveOperationException or NSInvalidArgumentException.
 id unarchive(std::span<const std::uint8_t> bytes);

@@ -28,13 +28,6 @@ using Access = AddressBookDatabase::Access;
 
 // ---- The platform's own look-ups ---------------------------------------------------------------
 
-std::string digitsOf(std::string_view text) {
-  std::string digits;
-  std::copy_if(text.begin(), text.end(), std::back_inserter(digits),
-               [](char unit) { return unit >= '0' && unit <= '9'; });
-  return digits;
-}
-
 std::string lowered(std::string_view text) {
   std::string result(text);
   for (char& unit : result) {
@@ -75,6 +68,13 @@ std::vector<std::string> textsOf(const std::vector<AddressBookDatabase::Text>& v
 }
 
 }  // namespace
+
+std::string digitsOf(std::string_view number) {
+  std::string digits;
+  std::copy_if(number.begin(), number.end(), std::back_inserter(digits),
+               [](char letter) { return letter >= '0' && letter <= '9'; });
+  return digits;
+}
 
 bool sameDestination(std::string_view destinationId, std::string_view stored) {
   if (isAddress(destinationId) || isAddress(stored))

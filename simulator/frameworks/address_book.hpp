@@ -36,6 +36,9 @@ struct Group {
 // all the digits of the other.
 bool sameDestination(std::string_view destinationId, std::string_view stored);
 
+// What is left of a number when all but its ASCII digits are taken away.
+std::string digitsOf(std::string_view number);
+
 class AddressBookStore : public Current<AddressBookStore> {
  public:
   explicit AddressBookStore(const std::filesystem::path& root);

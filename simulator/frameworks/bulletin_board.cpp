@@ -1,6 +1,6 @@
 #include "simulator/frameworks/bulletin_board.hpp"
 
-#include <cstdio>
+#include <fmt/format.h>
 
 #include "simulator/context/device_error.hpp"
 #include "simulator/context/faults.hpp"
@@ -201,12 +201,10 @@ bool DailyPeriod::contains(std::chrono::minutes timeOfDay) const {
 }
 
 std::string toText(const DailyPeriod& period) {
-  const auto hours = [](std::chrono::minutes minutes) { return minutes.count() / 60; };
-  const auto rest = [](std::chrono::minutes minutes) { return minutes.count() % 60; };
-  char text[96];
-  std::snprintf(text, sizeof text, "%02ld:%02ld-%02ld:%02ld", hours(period.from), rest(period.from),
-                hours(period.to), rest(period.to));
-  return text;
+  const auto timeOfDay = [](std::chrono::minutes time) {
+    return fmt::format("{:02}:{:02}", time.count() / 60, time.count() % 60);
+  };
+  return timeOfDay(period.from) + "-" + timeOfDay(period.to);
 }
 
 Owned<Object> makeOverride(const std::vector<DailyPeriod>& periods) {
@@ -292,8 +290,7 @@ void BulletinBoard::setSchedule(const std::optional<DailyPeriod>& period) {
   const Owned<Array> stored = own(makeArray());
   if (period) {
     overrides_.push_back(makeOverride({*period}));
-    const Owned<Data> data =
-        own(makeData(archive(overrides_.back().get(), PropertyListForm::binary)));
+    const Owned<Data> data = own(makeData(archive(overrides_.back().get())));
     append(stored.get(), data.get());
   }
   const Owned<Dictionary> file = own(makeDictionary());

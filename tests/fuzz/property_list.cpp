@@ -49,7 +49,7 @@ Owned<Object> unarchived(fuzz::Bytes bytes) {
 void readAndWriteArchive(fuzz::Bytes bytes) {
   const Owned<Object> root = unarchived(bytes);
   if (!root) return;
-  const auto copy = written([&] { return archive(root.get(), PropertyListForm::binary); });
+  const auto copy = written([&] { return archive(root.get()); });
   if (copy.empty()) return;
   const Owned<Object> again = unarchived(copy);
   fuzz::require(bool(again), "a written archive can be read");

@@ -50,7 +50,7 @@ class ExplainTest : public tests::PhoneTest {
           {"", "@", "+", "x): 1", "(0142)", "0100142 ", "MARA@quill.example"});
     }
     if (kind == 2) return std::to_string(between(0, 99'999));
-    const std::string digits = home_screen::digitsOf(oneOf(storedNumbers));
+    const std::string digits = simulator::digitsOf(oneOf(storedNumbers));
     const auto left = between(0, static_cast<std::int64_t>(digits.size()));
     return oneOf<std::string>({"", "+", "+1", "99"}) +
            digits.substr(static_cast<std::size_t>(left));

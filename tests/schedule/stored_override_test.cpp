@@ -19,7 +19,7 @@ class StoredOverrideTest : public PhoneTest {
     return archived(makeOverride(periods).get());
   }
   Owned<Data> archived(id object) {
-    return own(makeData(archive(object, PropertyListForm::binary)));
+    return own(makeData(archive(object)));
   }
 
   void storeOverrides(id overrides) {
