@@ -23,73 +23,88 @@ namespace {
 constexpr const char* scenarioName = "evening.scenario";
 
 constexpr std::size_t nameWidth = 14;
+constexpr std::size_t destinationsWidth = 44;
 constexpr std::size_t senderWidth = 19;
 constexpr std::size_t resultWidth = 11;
 
-class Evening {
- public:
-  explicit Evening(Session& session) : session_(session) {}
+// ---- What is asked -----------------------------------------------------------------------------
 
-  void show(const Statement& statement, const Outcome& outcome) {
-    const bool message = statement.command->name == "message";
-    if (!message && statement.command->name != "notification") return;
-    if (!directory_) showPeople(directory_.emplace(session_.device().addressBook));
-    showSituation();
-    showArrival(statement.arguments.back().text, outcome);
-  }
+struct Known {
+  std::string name;
+  Lines destinations;
+  Lines marks;  // "group Family", "favourite"
+};
 
- private:
-  void showPeople(const Directory& directory) const {
-    const simulator::AddressBookStore& addressBook = session_.device().addressBook;
-    fmt::print("On the phone:\n");
-    for (const simulator::Person& person : directory.people()) {
-      const Lines destinations = destinationsOf(person);
-      Lines marks;
-      for (const simulator::Group& group : directory.groups()) {
-        if (std::ranges::count(group.members, person.id) > 0)
-          marks.push_back("group " + group.name);
-      }
-      if (std::ranges::any_of(destinations, [&](const std::string& each) {
-            return addressBook.favouritesContain(each);
-          })) {
-        marks.emplace_back("favourite");
-      }
-      fmt::print("  {}{}{}\n", padded(person.name, nameWidth),
-                 padded(fmt::format("{}", fmt::join(destinations, ", ")), 44),
-                 fmt::join(marks, ", "));
+struct Scene {
+  std::string situation;  // the time, and what the library holds at it
+  std::string person;
+  std::string sender;
+  bool presented;
+  std::string reason;
+};
+
+std::vector<Known> askPeople(const Session& session, const Directory& directory) {
+  const simulator::AddressBookStore& addressBook = session.device().addressBook;
+  std::vector<Known> people;
+  for (const simulator::Person& person : directory.people()) {
+    Known& known = people.emplace_back(Known{person.name, destinationsOf(person), {}});
+    for (const simulator::Group& group : directory.groups()) {
+      if (std::ranges::count(group.members, person.id) > 0)
+        known.marks.push_back("group " + group.name);
+    }
+    if (std::ranges::any_of(known.destinations, [&](const std::string& each) {
+          return addressBook.favouritesContain(each);
+        })) {
+      known.marks.emplace_back("favourite");
     }
   }
+  return people;
+}
 
-  // The time, and what the library holds at it; again only when that has changed.
-  void showSituation() {
-    const simulator::Clock& clock = session_.device().clock;
-    std::string situation =
-        formatTime("%R", clock.local(clock.now())) + "  Do Not Disturb " +
-        (session_.library().isDNDActive ? "on, let through: " + allowed() : "off");
-    if (situation == situation_) return;
-    situation_ = std::move(situation);
-    fmt::print("\n{}\n", toned(situation_, Tone::strong));
+std::string askSituation(const Session& session, const Directory& directory) {
+  const simulator::Clock& clock = session.device().clock;
+  const std::string time = formatTime("%R", clock.local(clock.now())) + "  Do Not Disturb ";
+  if (!session.library().isDNDActive) return time + "off";
+  const std::int64_t mode = session.library().allowedMessageGroup;
+  return time + "on, let through: " + (directory.group(mode) == nullptr ? "" : "the ") +
+         modeName(mode, directory);
+}
+
+Scene sceneOf(const Session& session, const Directory& directory, const Statement& statement,
+              const Outcome& outcome) {
+  const std::string& sender = statement.arguments.back().text;
+  const auto contact = directory.contactLike(sender);
+  return {askSituation(session, directory), contact ? contact->person : "(a stranger)", sender,
+          outcome.output.back() == answerName(true), reasonFor(outcome.log)};
+}
+
+// ---- What is shown -----------------------------------------------------------------------------
+
+void showPeople(const std::vector<Known>& people) {
+  fmt::print("On the phone:\n");
+  for (const Known& known : people) {
+    fmt::print("  {}{}{}\n", padded(known.name, nameWidth),
+               padded(fmt::format("{}", fmt::join(known.destinations, ", ")), destinationsWidth),
+               fmt::join(known.marks, ", "));
   }
+}
 
-  std::string allowed() const {
-    const std::int64_t mode = session_.library().allowedMessageGroup;
-    return (directory_->group(mode) == nullptr ? "" : "the ") + modeName(mode, *directory_);
-  }
+void showSituation(const std::string& situation) {
+  fmt::print("\n{}\n", toned(situation, Tone::strong));
+}
 
-  void showArrival(const std::string& sender, const Outcome& outcome) const {
-    const auto contact = directory_->contactLike(sender);
-    const std::string& result = outcome.output.back();
-    fmt::print(
-        "  {}{}{}{}\n", padded(contact ? contact->person : "(a stranger)", nameWidth),
-        padded(sender, senderWidth),
-        toned(padded(result, resultWidth), result == answerName(true) ? Tone::good : Tone::bad),
-        printable(reasonFor(outcome.log)));
-  }
+void showArrival(const Scene& scene) {
+  fmt::print("  {}{}{}{}\n", padded(scene.person, nameWidth), padded(scene.sender, senderWidth),
+             toned(padded(answerName(scene.presented), resultWidth),
+                   scene.presented ? Tone::good : Tone::bad),
+             printable(scene.reason));
+}
 
-  Session& session_;
-  std::optional<Directory> directory_;  // as it is at the first message
-  std::string situation_;
-};
+// ------------------------------------------------------------------------------------------------
+
+bool isArrival(const Statement& statement) {
+  return statement.command->name == "message" || statement.command->name == "notification";
+}
 
 }  // namespace
 
@@ -103,11 +118,20 @@ int runDemo(Session& session) {
   fmt::print(
       "An evening on a simulated phone. The library that would run on a real one\n"
       "decides; the reasons are read from its own log.\n\n");
-  Evening evening(session);
+  std::optional<Directory> directory;  // as it is at the first message
+  std::string situation;
   int failures = 0;
   for (const Statement& statement : scenario) {
     const Outcome outcome = player.run(statement);
-    evening.show(statement, outcome);
+    if (isArrival(statement)) {
+      if (!directory) {
+        directory.emplace(session.device().addressBook);
+        showPeople(askPeople(session, *directory));
+      }
+      const Scene scene = sceneOf(session, *directory, statement, outcome);
+      if (scene.situation != situation) showSituation(situation = scene.situation);
+      showArrival(scene);
+    }
     complainAboutFailure(outcome, scenarioName);
     if (outcome.failure) ++failures;
   }
