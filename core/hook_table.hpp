@@ -1,4 +1,4 @@
-// The six methods of the host that the library replaces.
+// The methods of the host that the library replaces.
 #pragma once
 
 namespace hushlane {

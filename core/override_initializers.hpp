@@ -1,4 +1,4 @@
-// Replacements of the two initializers of a behaviour override. The six replaced methods and their
+// Replacements of the two initializers of a behaviour override. The replaced methods and their
 // order are part of what the library is to the phone; in these two there is nothing to refine, so
 // they hand everything through, both ways, and touch nothing else. On whatever thread the host
 // calls; the result is owned as the initializer's own.

@@ -38,7 +38,8 @@ struct Options {
 };
 
 std::string defaultLibrary() {
-  if (const char* chosen = std::getenv("HUSHLANE_LIBRARY")) return chosen;
+  const char* const chosen = std::getenv("HUSHLANE_LIBRARY");
+  if (chosen != nullptr && *chosen != '\0') return chosen;
   return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "libhushlane.so";
 }
 

@@ -247,7 +247,8 @@ def main():
     options = parser.parse_args()
     project.set_up()
     project.build("gcc", "bench")
-    rows = [*exact_rows(), *inventory_rows()]
+    exact = list(exact_rows())
+    rows = [*exact, *inventory_rows()]
     if not options.check:
         rows.append(percentile_row())
     text = table(rows)
@@ -257,3 +258,7 @@ def main():
     missed = [row.what for row in rows if not row.reached]
     if options.check and missed:
         sys.exit("bench: out of reach: " + "; ".join(missed))
+    stale = [line for line in table(exact).splitlines() if line not in DOCUMENT.read_text("utf-8")]
+    if options.check and stale:
+        sys.exit("bench: not in docs/performance.md, which script/bench --write mends:\n"
+                 + "\n".join(stale))

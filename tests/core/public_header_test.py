@@ -10,8 +10,13 @@ import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT))
+sys.dont_write_bytecode = True
+
+from tools.project import LIBRARY_FOLDERS  # noqa: E402
+
 HEADER = (ROOT / "include/hushlane/hushlane.h").read_text(encoding="utf-8")
-SOURCES = [path for folder in ("core", "settings", "admission", "schedule")
+SOURCES = [path for folder in LIBRARY_FOLDERS
            for path in sorted((ROOT / folder).glob("*.cpp"))]
 ANOTHER = {"int64_t": "int32_t", "bool": "char", "HushlaneObject": "void*", "long": "int"}
 TYPE = r"(?<!\w)(?:" + "|".join(map(re.escape, ANOTHER)) + r")(?!\w)"

@@ -10,11 +10,13 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "home_screen/scenario/commands.hpp"
+#include "tests/support/scratch_folder.hpp"
 
 namespace {
 
@@ -53,12 +55,9 @@ struct Result {
 class HomeScreen : public testing::Test {
  protected:
   HomeScreen() {
-    std::string pattern = (fs::temp_directory_path() / "home-screen-test-XXXXXX").string();
-    folder = mkdtemp(pattern.data());
     fs::create_directory_symlink(HUSHLANE_SOURCE_DIR "/examples", folder / "examples");
     fs::create_directories(folder / "scratch");  // where the program makes its scratch phones
   }
-  ~HomeScreen() override { fs::remove_all(folder); }
 
   // A shell command, in a folder with the examples in it.
   Result runInShell(const std::string& command, const std::string& input = "") const {
@@ -97,7 +96,8 @@ class HomeScreen : public testing::Test {
                                              mode));
   }
 
-  fs::path folder;
+  const tests::ScratchFolder scratch;
+  const fs::path folder = scratch.path;
 };
 
 TEST_F(HomeScreen, RunsTheLinesOfAShellAndNamesThePlaceOfEachWrongOne) {
@@ -434,15 +434,21 @@ TEST_F(HomeScreen, PrintsWhatTheReadmeShows) {
 
 TEST_F(HomeScreen, NamesEveryCommandInTheReadme) {
   const std::string readme = contents(sources / "README.md");
+  const std::string head = "| Command | Does | Output |\n|---|---|---|\n";
+  const std::string table = readme.substr(readme.find(head) + head.size());
+  std::set<std::string> rows;
+  for (const std::string& line : linesOf(table.substr(0, table.find("\n\n")))) {
+    rows.insert(line.substr(0, line.find("` |")));
+  }
   for (const home_screen::Command& command : home_screen::commandTable()) {
     const std::string usage = std::regex_replace(command.usage(), std::regex("\\|"), "\\|");
-    EXPECT_NE(readme.find("\n| `" + usage + "` |"), std::string::npos)
-        << "README.md lacks a row in the table of commands: | `" << usage << "` | ...";
+    EXPECT_EQ(rows.erase("| `" + usage), 1U) << "README.md lacks a row | `" << usage << "` | ...";
   }
+  for (const std::string& row : rows) ADD_FAILURE() << "README.md has a row of no command: " << row;
   const std::string help = run("--help").output;
   for (const std::string& line : linesOf(help.substr(help.find("  demo ")))) {
     const std::string example =
-        "hushlane-sim " + std::regex_replace(line, std::regex(" *([a-z]+).*"), "$1");
+        "hushlane-sim " + std::regex_replace(line, std::regex(" *([a-z-]+).*"), "$1");
     EXPECT_NE(readme.find(example), std::string::npos) << "README.md never shows " << example;
   }
   for (const std::string& line : linesOf(run("play --help").output)) EXPECT_LE(line.size(), 80U);
