@@ -58,13 +58,13 @@ class ToolsTest(unittest.TestCase):
             "settings/load_settings.cpp", "home_screen/session/session.hpp", "README.md",
             "tests/settings/load_settings_test.cpp"))
         for name in interface.public_names():
-            self.assertIn(f"row({name})", session)
+            self.assertTrue(f"row({name})" in session, f"session.hpp lacks {name}")
         listed = re.search(r"settingsKeys\[\] = {(.*?)}", session, flags=re.S).group(1)
         keys = set(re.findall(r'constantString<"(\w+?)(?:%d)?">', read))
         self.assertEqual(keys, set(re.findall(r'"(\w+?)[1-7]?"', listed)))
         for key in keys:
-            self.assertIn(key, readme)
-            self.assertIn(key, tests)
+            self.assertTrue(key in readme, f"README.md does not name {key}")
+            self.assertTrue(key in tests, f"tests/settings/load_settings_test.cpp leaves {key} out")
 
 
 if __name__ == "__main__":
