@@ -62,8 +62,10 @@ TEST(RuntimeWithoutPool, AutoreleaseLeaksAndIsReported) {
   EXPECT_EQ(autoreleasedWithoutPool(), before + 1);
 }
 
-TEST_F(RuntimeTest, MisuseStopsTheProcess) {
+// Without the fixture, whose scratch folder a process that stops would leave behind.
+TEST(RuntimeDeathTest, MisuseStopsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
+  keepZombies(true);
   const id freed = makeDate(0);
   objc_release(freed);
   void* const pool = objc_autoreleasePoolPush();
@@ -77,6 +79,8 @@ TEST_F(RuntimeTest, MisuseStopsTheProcess) {
       {"not open on this thread", [&] { objc_autoreleasePoolPop(pool); }},
   };
   for (const auto& [said, misuse] : cases) EXPECT_DEATH(misuse(), said);
+  forgetZombies();
+  keepZombies(false);
 }
 
 TEST_F(RuntimeTest, OtherThreadsSeeTheOldOrTheNewMethod) {
