@@ -1,6 +1,7 @@
 """Builds the phone package out of the library's sources, with clang and lld and no SDK."""
 
 import collections
+import gzip
 import pathlib
 import plistlib
 import re
@@ -14,7 +15,8 @@ INSTALL_NAME = "/Library/MobileSubstrate/DynamicLibraries/Hushlane.dylib"
 DYLIB = INSTALL_NAME[1:]
 FILTER = DYLIB.replace(".dylib", ".plist")
 DOCUMENTS = f"usr/share/doc/{PACKAGE}/"
-MINIMUM_VERSION = "7.0"
+CHANGELOG = DOCUMENTS + "changelog.Debian.gz"
+MINIMUM_VERSION = "8.0"
 # Of everything in every package, so that equal contents give equal packages: 2026-01-01.
 FILE_TIME = 1767225600
 
@@ -22,10 +24,14 @@ FILE_TIME = 1767225600
 LINKER = "ld64.lld-14"
 # For each slice: the compiler's target, the linker's platform. The linker has no armv7.
 SLICES = {
-    "arm64": ("arm64-apple-ios7.0", "ios"),
-    "x86_64": ("x86_64-apple-ios7.0-simulator", "ios-simulator"),
-    "armv7": ("armv7-apple-ios7.0", None),
+    "arm64": (f"arm64-apple-ios{MINIMUM_VERSION}", "ios"),
+    "x86_64": (f"x86_64-apple-ios{MINIMUM_VERSION}-simulator", "ios-simulator"),
+    "armv7": (f"armv7-apple-ios{MINIMUM_VERSION}", None),
 }
+# A function that a phone lacks keeps the library out: bound at its first call, it would end the home
+# screen instead. And an exception must find its way out of every function.
+PHONE_FLAGS = ("-fno-plt", "-funwind-tables")
+SLICE_FLAGS = {"arm64": ("-mllvm", "-aarch64-enable-nonlazybind")}
 
 File = collections.namedtuple("File", "data mode", defaults=[0o644])
 
@@ -48,7 +54,7 @@ def compile_slice(root, slice_name, out, sources):
     for source in sources:
         objects.append(out / (str(source).replace("/", "-") + ".o"))
         run("clang++", "-target", SLICES[slice_name][0], "-std=c++20", "-O2", *fixed_flags,
-            "-I.", "-Iinclude", "-c", source, "-o", objects[-1], cwd=root)
+            *PHONE_FLAGS, *SLICE_FLAGS.get(slice_name, ()), "-I.", "-Iinclude", "-c", source, "-o", objects[-1], cwd=root)
     return objects
 
 
@@ -75,7 +81,8 @@ def data_files(root, library):
         DYLIB: File(library, 0o755),
         FILTER: File(plistlib.dumps(filter_list, fmt=plistlib.FMT_BINARY)),
         DOCUMENTS + "copyright": File((root / "LICENSE").read_bytes()),
-        DOCUMENTS + "changes": File((root / "package/changes").read_bytes()),
+        CHANGELOG: File(gzip.compress(
+            (root / "package/changelog").read_bytes(), mtime=0)),
     }
 
 

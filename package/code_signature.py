@@ -1,4 +1,8 @@
-"""Ad-hoc code signatures: hashes of the file's pages, signed by nobody.
+"""Code signatures of hashes alone: of the file's pages, signed by nobody.
+
+The flags are 0, as the usual signing tool for jailbroken phones writes them, beside an empty set of
+requirements. The ad-hoc bit would ask a kernel for its own list of what it trusts, which no package
+is on; what such phones let through is the form without it.
 
 There are two directories of hashes, as for any library that must load on old and new phones:
 SHA-1, all that the oldest ones read, and SHA-256, which the newer ones ask for.
@@ -12,7 +16,7 @@ from package import mach_o
 
 SUPER_BLOB, CODE_DIRECTORY, REQUIREMENTS = 0xFADE0CC0, 0xFADE0C02, 0xFADE0C01
 DIRECTORY_SLOT, REQUIREMENTS_SLOT, ALTERNATE_DIRECTORY_SLOT = 0, 2, 0x1000
-VERSION, AD_HOC, PAGE_BITS = 0x20400, 0x2, 12
+VERSION, FLAGS, PAGE_BITS = 0x20400, 0, 12
 HASHES = {1: hashlib.sha1, 2: hashlib.sha256}
 
 HEADER = struct.Struct(">9I4B4I4Q")
@@ -32,7 +36,7 @@ def directory(code, identifier, text_size, hash_type):
     name = identifier.encode() + b"\0"
     hash_offset = HEADER.size + len(name) + SPECIAL_SLOTS * hash_size
     header = HEADER.pack(
-        CODE_DIRECTORY, hash_offset + len(pages) * hash_size, VERSION, AD_HOC, hash_offset,
+        CODE_DIRECTORY, hash_offset + len(pages) * hash_size, VERSION, FLAGS, hash_offset,
         HEADER.size, SPECIAL_SLOTS, len(pages), len(code), hash_size, hash_type, 0, PAGE_BITS,
         0, 0, 0, 0, 0, 0, text_size, 0)
     return header + name + b"".join(special + pages)
@@ -109,11 +113,13 @@ def complaints(library):
 def _directory_complaints(library, blob, slots, slot, hash_type):
     offset = slots[slot]
     fields = HEADER.unpack_from(blob, offset)
-    (magic, _, _, _, hash_offset, _, special, count, limit, hash_size, used_hash, _,
+    (magic, _, _, flags, hash_offset, _, special, count, limit, hash_size, used_hash, _,
      page_bits) = fields[:13]
     if (magic, used_hash, page_bits) != (CODE_DIRECTORY, hash_type, PAGE_BITS):
         yield "directory has an unknown form"
         return
+    if flags != FLAGS:
+        yield f"directory has flags {flags:#x} instead of {FLAGS:#x}"
     if limit != library.signature[0]:
         yield f"directory covers {limit} bytes, but the code has {library.signature[0]}"
     first = offset + hash_offset

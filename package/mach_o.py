@@ -4,6 +4,7 @@ Layouts and numbers: <mach-o/loader.h> and <mach-o/nlist.h>, as published in
 https://github.com/apple-oss-distributions/xnu/tree/main/EXTERNAL_HEADERS/mach-o
 """
 
+import functools
 import struct
 
 MAGIC_64 = 0xFEEDFACF
@@ -14,6 +15,7 @@ LC_SYMTAB, LC_DYSYMTAB, LC_LOAD_DYLIB, LC_ID_DYLIB = 0x2, 0xB, 0xC, 0xD
 LC_SEGMENT_64, LC_UUID, LC_CODE_SIGNATURE, LC_ENCRYPTION_INFO_64 = 0x19, 0x1B, 0x1D, 0x2C
 LC_DYLD_INFO_ONLY, LC_VERSION_MIN_IPHONEOS = 0x80000022, 0x25
 LC_FUNCTION_STARTS, LC_DATA_IN_CODE = 0x26, 0x29
+REGULAR_PAGE, COMPRESSED_PAGE = 2, 3
 
 SECTION_TYPE = 0xFF
 REGULAR, ZERO_FILL, C_STRINGS, LITERALS_4, LITERALS_8 = 0x0, 0x1, 0x2, 0x3, 0x4
@@ -61,6 +63,7 @@ class Dylib:
         self.segments, self.commands = [], []
         self.dependencies, self.least_versions = [], []
         self.install_name = self.minimum_version = self.signature = None
+        self.function_starts = None
         self.symbols, self.symbol_table, self.dyld_info, self.encryption = [], None, None, None
         try:
             self._read()
@@ -102,6 +105,8 @@ class Dylib:
             self.signature = struct.unpack_from("<2I", self.data, offset + 8)
         elif command == LC_ENCRYPTION_INFO_64:
             self.encryption = struct.unpack_from("<I", self.data, offset + 16)[0]
+        elif command == LC_FUNCTION_STARTS:
+            self.function_starts = struct.unpack_from("<2I", self.data, offset + 8)
         elif command == LC_DYLD_INFO_ONLY:
             self.dyld_info = struct.unpack_from("<10I", self.data, offset + 8)
         elif command == LC_SYMTAB:
@@ -156,10 +161,51 @@ class Dylib:
 
     def bound_names(self):
         """What the loader looks up: pairs of the library's ordinal and the name, each once."""
-        found = set()
-        for kind in range(1, 4):
+        found = self.lazily_bound_names()
+        for kind in (1, 2):
             found |= self._bound_in(*self.dyld_info[2 * kind:2 * kind + 2])
         return found
+
+    def lazily_bound_names(self):
+        """Of these, what it looks up at the first call."""
+        return self._bound_in(*self.dyld_info[6:8])
+
+    def functions(self):
+        """The addresses at which functions begin."""
+        offset, size = self.function_starts or (0, 0)
+        address, end, found = self.segments[0].address, offset + size, []
+        while offset < end:
+            step, offset = self._uleb(offset)
+            if step == 0:  # padding
+                break
+            address += step
+            found.append(address)
+        return found
+
+    def unwinding(self):
+        """Ascending pairs of an address and how frames are unwound from there on; 0 is not at all.
+        The layout: <mach-o/compact_unwind_encoding.h>."""
+        [start] = [section.offset for section in self.sections if section.name == "__unwind_info"]
+        at = functools.partial(struct.unpack_from, buffer=self.data)
+        _, common_at, common_count, _, _, index_at, index_count = at("<7I", offset=start)
+        common = at(f"<{common_count}I", offset=start + common_at)
+        for i in range(index_count):
+            first, page_at, _ = at("<3I", offset=start + index_at + 12 * i)
+            if page_at == 0:  # the end
+                yield self.segments[0].address + first, 0
+                continue
+            page = start + page_at
+            kind, entries_at, count = at("<I2H", offset=page)
+            if kind == REGULAR_PAGE:
+                pairs = [at("<2I", offset=page + entries_at + 8 * n) for n in range(count)]
+            elif kind == COMPRESSED_PAGE:
+                own_at, own_count = at("<2H", offset=page + 8)
+                encodings = common + at(f"<{own_count}I", offset=page + own_at)
+                entries = at(f"<{count}I", offset=page + entries_at)
+                pairs = [(first + (entry & 0xFFFFFF), encodings[entry >> 24]) for entry in entries]
+            else:
+                raise MachOError(f"unwinding in a page of kind {kind}")
+            yield from ((self.segments[0].address + offset, encoding) for offset, encoding in pairs)
 
     def _bound_in(self, offset, size):
         found, end, ordinal, name = set(), offset + size, 0, ""

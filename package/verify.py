@@ -3,6 +3,8 @@
 Every check is a function of the parsed package that gives what is wrong, in words.
 """
 
+import bisect
+import gzip
 import io
 import pathlib
 import plistlib
@@ -11,18 +13,19 @@ import tarfile
 import zlib
 
 from debian.arfile import ArError
+from debian.changelog import Changelog, ChangelogParseError
 from debian.debfile import DebFile
 
 from package import build, code_signature, mach_o
 from tools import interface
 
 SIZE_LIMIT = 96 * 1024
-CONTROL_FIELDS = ("Package", "Name", "Version", "Architecture", "Section", "Maintainer", "Depends",
-                  "Installed-Size", "Description")
+CONTROL_FIELDS = ("Package", "Name", "Version", "Architecture", "Section", "Maintainer", "Author",
+                  "Depends", "Installed-Size", "Description")
 FIXED_FIELDS = {"Package": build.PACKAGE, "Name": "Hushlane", "Architecture": "iphoneos-arm",
-                "Section": "Tweaks", "Depends": "mobilesubstrate, firmware (>= 7.0)"}
+                "Section": "Tweaks", "Depends": "mobilesubstrate, firmware (>= 8.0), firmware (<< 12.0)"}
 FILE_MODES = {build.DYLIB: 0o755, build.FILTER: 0o644, build.DOCUMENTS + "copyright": 0o644,
-              build.DOCUMENTS + "changes": 0o644}
+              build.CHANGELOG: 0o644}
 LOAD_COMMANDS = {
     mach_o.LC_SEGMENT_64, mach_o.LC_DYLD_INFO_ONLY, mach_o.LC_SYMTAB, mach_o.LC_DYSYMTAB,
     mach_o.LC_ENCRYPTION_INFO_64, mach_o.LC_ID_DYLIB, mach_o.LC_UUID,
@@ -142,6 +145,19 @@ def filter_list(package, _):
         yield f"it does not parse: {error}"
 
 
+def changelog(package, _):
+    try:
+        text = gzip.decompress(package.files[build.CHANGELOG]).decode()
+        newest = Changelog(text, strict=True)
+    except (KeyError, OSError, EOFError, ValueError, ChangelogParseError) as error:
+        yield f"it can't be read: {error}"
+        return
+    for name, value in (("Package", newest.package), ("Version", str(newest.version)),
+                        ("Maintainer", newest.author)):
+        if package.control.get(name) != value:
+            yield f"its newest entry has {name} {value}"
+
+
 # ---- The library ---------------------------------------------------------------------------------
 
 def shape(package, _):
@@ -229,6 +245,21 @@ def link_stubs(package, root):
         yield f"{name} is in a stub, but the library does not take it"
 
 
+def bound_at_load(package, _):
+    for _, name in sorted(package.dylib.lazily_bound_names()):
+        if name != "__Unwind_Resume":  # which the code generator calls in its own way
+            yield f"{name} is looked up at its first call"
+
+
+def unwound_everywhere(package, _):
+    library = package.dylib
+    starts, encodings = zip(*library.unwinding())
+    for function in library.functions():
+        entry = bisect.bisect(starts, function) - 1
+        if entry < 0 or encodings[entry] == 0:
+            yield f"an exception finds no way out of the function at {function:#x}"
+
+
 def signature(package, _):
     yield from code_signature.complaints(package.dylib)
 
@@ -252,6 +283,7 @@ CHECKS = (
     ("list of files", file_list),
     ("modes and owner", modes_and_owner),
     ("filter", filter_list),
+    ("changelog", changelog),
     ("arm64 dynamic library of at most 96 KiB", shape),
     ("load commands, install name, minimum version", load_commands),
     ("segments and sections", layout),
@@ -259,6 +291,8 @@ CHECKS = (
     ("exports exactly the public names", exports),
     ("takes only what the platform's interface names", undefined_symbols),
     ("link stubs give exactly what the interface names and the library takes", link_stubs),
+    ("bound when it is loaded", bound_at_load),
+    ("unwinding for every function", unwound_everywhere),
     ("hash of every page in both signatures", signature),
     ("no debugging symbols", no_debug_symbols),
     ("no path of the build machine", no_build_paths),

@@ -4,7 +4,7 @@
 #include "simulator/context/context.hpp"
 #include "simulator/foundation/objects.hpp"
 
-double NSFoundationVersionNumber = 1047.25;  // that of iOS 7.1
+double NSFoundationVersionNumber = 1240.1;  // that of iOS 9.0
 
 void NSLog(NSString* format, ...) noexcept {
   va_list arguments;

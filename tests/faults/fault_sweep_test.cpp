@@ -261,7 +261,7 @@ class FaultSweep : public PhoneTest {
   Outcome run(const Scenario& scenario, auto arm) {
     const std::int64_t alive = simulator::liveObjectCount();
     Outcome outcome;
-    phone().setFoundationVersion(scenario.hasFeedsAndLogs ? 1300.0 : 1047.25);
+    phone().setFoundationVersion(scenario.hasFeedsAndLogs ? 1300.0 : 1240.1);
     if (scenario.settings != nullptr) {
       startWith(scenario.settings);
       report(1);

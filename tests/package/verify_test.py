@@ -1,12 +1,14 @@
 #!/usr/bin/python3
 """The package as it is built passes every check; each broken one is refused by the right check."""
 
+import gzip
 import pathlib
 import plistlib
 import struct
 import sys
 import tempfile
 import unittest
+from unittest import mock
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT))
@@ -41,6 +43,11 @@ def with_file(name, *contents):
     return pack(lambda files: files.update({name: build.File(*contents)}))
 
 
+def with_flags(flags):
+    with mock.patch.multiple(build, PHONE_FLAGS=flags, SLICE_FLAGS={}):
+        return linked("arm64")
+
+
 def patched(offset, *words):
     """The good library with other 32-bit words at the offset, not signed again yet."""
     data = bytearray(LIBRARY.data[:LIBRARY.signature[0]])
@@ -68,11 +75,15 @@ BROKEN = (
     ("it takes _getpid, which the platform's interface does not name", lambda: with_code(
         f'extern "C" int getpid(); {SHOWN} int more(); int more() {{ return getpid(); }}',
         link_flags=["-undefined", "dynamic_lookup"])),
+    ("_NSLog is looked up at its first call", lambda: with_flags([])),
+    ("an exception finds no way out of the function at", lambda: with_code(
+        f'{SHOWN} void more(); asm(".globl _more\\n_more: ret");'
+        f'{SHOWN} void caller(); void caller() {{ more(); }}')),
     ("it is not signed", lambda: pack(dylib=patched(16, len(LIBRARY.commands) - 1))),
     ("it does not end with the signature", lambda: pack(dylib=LIBRARY.data + b"more")),
     ("the install name is /usr/lib/Hushlane.dylib instead of " + build.INSTALL_NAME,
      lambda: linked("arm64", install_name="/usr/lib/Hushlane.dylib")),
-    ("the minimum version is 9.0, not 7.0", lambda: linked("arm64", minimum_version="9.0")),
+    ("the minimum version is 9.0, not 8.0", lambda: linked("arm64", minimum_version="9.0")),
     ("it is no arm64 dynamic library", lambda: linked("x86_64")),
     ("it is no arm64 dynamic library", lambda: signed(patched(8, 2))),  # signed pointers
     ("more than 98304", lambda: with_code(f"{SHOWN} const char large[65536]; "
@@ -88,11 +99,13 @@ BROKEN = (
     ("usr/bin/extra does not belong there", lambda: with_file("usr/bin/extra", b"")),
     (build.DOCUMENTS + "copyright is missing",
      lambda: pack(lambda files: files.pop(build.DOCUMENTS + "copyright"))),
-    ("Depends is 'firmware (>= 7.0)' instead of",
+    ("Depends is 'firmware (>= 8.0), firmware (<< 12.0)' instead of",
      lambda: pack(control=lambda text: text.replace(b"mobilesubstrate, ", b""))),
     ("Essential does not belong there",
      lambda: pack(control=lambda text: b"Essential: yes\n" + text)),
     (f"its members take {len(GOOD)} bytes, but it has {len(GOOD) - 1}", lambda: GOOD[:-1]),
+    ("its newest entry has Version 0.9", lambda: with_file(build.CHANGELOG, gzip.compress(
+        (ROOT / "package/changelog").read_bytes().replace(b"(1.0.0)", b"(0.9)")))),
     ("damaged archive", lambda: GOOD[:8] + GOOD[9:]),
 )
 
@@ -114,6 +127,27 @@ class VerifyTest(unittest.TestCase):
         self.assertIn("belongs to root:root (501:0), not to root",
                       "".join(verify.modes_and_owner(package, ROOT)))
 
+    def test_dpkg_installs_upgrades_and_removes_it(self):
+        newer = pack(control=lambda text: text.replace(b"Version: ", b"Version: 1:"))
+        with tempfile.TemporaryDirectory() as directory:
+            phone = pathlib.Path(directory) / "phone"
+            for folder in ("info", "updates"):
+                (phone / "var/lib/dpkg" / folder).mkdir(parents=True)
+            (phone / "var/lib/dpkg/status").touch()
+            archive = pathlib.Path(directory) / "package.deb"
+
+            def dpkg(*arguments):
+                build.run("dpkg", f"--root={phone}", f"--log={directory}/log",
+                          "--force-architecture,depends,not-root,bad-path", *arguments)
+                names = [path.relative_to(phone) for path in phone.rglob("*") if path.is_file()]
+                return {str(name) for name in names if not name.is_relative_to("var/lib/dpkg")}
+
+            for package in (GOOD, newer):
+                archive.write_bytes(package)
+                self.assertEqual(dpkg("--install", archive), set(verify.FILE_MODES))
+            self.assertEqual((phone / build.DYLIB).read_bytes(), LIBRARY.data)
+            self.assertEqual(dpkg("--remove", build.PACKAGE), set())
+
     def test_every_damaged_byte_of_the_code_is_noticed(self):
         for offset in range(LIBRARY.signature[0] - 1, LIBRARY.sections[0].offset, -1009):
             damaged = bytearray(LIBRARY.data)
@@ -128,7 +162,7 @@ class VerifyTest(unittest.TestCase):
             out = pathlib.Path(directory)
             objects = build.compile_slice(ROOT, "arm64", out, build.library_sources(ROOT))
             build.run(build.LINKER, "-dylib", "-arch", "arm64", "-platform_version",
-                      "ios", "7.0", "7.0", "-adhoc_codesign", "-o", out / "signed.dylib", *objects,
+                      "ios", "8.0", "8.0", "-adhoc_codesign", "-o", out / "signed.dylib", *objects,
                       *sorted((ROOT / "package/stubs").glob("*.tbd")))
             library = mach_o.Dylib((out / "signed.dylib").read_bytes())
         start, size = library.signature
