@@ -17,36 +17,44 @@ constexpr std::int64_t mostDigitsTried = 15;
 const char* yesOrNo(bool value) { return value ? "yes" : "no"; }
 
 std::string nameOf(const std::optional<Entry>& entry) {
-  return entry ? entry->person + ", " + entry->value : "";
+  if (!entry) return "";
+  return entry->person.empty() ? entry->value : entry->person + ", " + entry->value;
 }
 
 void reload(Session& session) { session.post("reloadsettings"); }
 
-// One setting other than it was, for as long as this lives.
+// Other settings than the phone's, loaded, for as long as this lives.
 class Trial {
  public:
-  Trial(Session& session, const simulator::Dictionary* settings, const Change& change)
-      : preferences_(session.device().preferences), key_(change.key) {
-    if (settings != nullptr)
-      before_ = simulator::share(simulator::header(simulator::find(settings, key_)));
-    preferences_.set(simulator::settingsDomain, key_, change.value);
-    reload(session);
+  Trial(Session& session, simulator::Owned<simulator::Dictionary> settings)
+      : preferences_(session.device().preferences) {
+    preferences_.standIn(std::move(settings));
+    try {
+      reload(session);
+    } catch (...) {
+      preferences_.standIn({});
+      throw;
+    }
   }
   Trial(const Trial&) = delete;
   Trial& operator=(const Trial&) = delete;
-  ~Trial() {
-    if (before_) {
-      preferences_.set(simulator::settingsDomain, key_, static_cast<id>(before_.get()));
-    } else {
-      preferences_.unset(simulator::settingsDomain, key_);
-    }
-  }
+  ~Trial() { preferences_.standIn({}); }
 
  private:
   simulator::PreferencesStore& preferences_;
-  std::string key_;
-  simulator::Owned<simulator::Object> before_;
 };
+
+// What gives the library, when it is loaded, the settings that it holds now.
+simulator::Owned<simulator::Dictionary> settingsHeld(const Session& session) {
+  using simulator::PreferencesStore;
+  auto held = PreferencesStore::changed(nullptr, modeKey, session.library().allowedMessageGroup);
+  held =
+      PreferencesStore::changed(held.get(), digitsKey, session.library().maxNumOfDigitsToCompare);
+  for (const int weekday : suppressedWeekdays(session)) {
+    held = PreferencesStore::changed(held.get(), weekdayKeys[weekday - 1], false);
+  }
+  return held;
+}
 
 std::string scheduleReason(Session& session) {
   const ScheduleAnswer answer = askAboutSchedule(session);
@@ -124,7 +132,7 @@ void Explainer::addModeConditions(const std::string& sender, const GateLog& gate
   const Mode* mode = findMode(gate.mode);
   if (mode != nullptr && mode->test != nullptr) {
     chain.push_back({mode->test, yesOrNo(gate.presented),
-                     gate.presented ? nameOf(directory_.contactLike(sender)) : ""});
+                     gate.presented ? nameOf(directory_.foundIn(*mode, sender)) : ""});
   }
   if (gate.mode > 0) addGroupConditions(sender, gate, chain);
 }
@@ -156,12 +164,19 @@ std::string Explainer::settingSource(const std::string& key) const {
 
 std::vector<Change> Explainer::changesFor(const std::string& sender) {
   const bool before = askAboutMessage(session_, sender).presented;
+  const auto held = settingsHeld(session_);
   std::vector<Change> changes = candidates(session_);
-  std::erase_if(changes, [&](const Change& change) {
-    const Trial trial(session_, settings_.get(), change);
-    return askAboutMessage(session_, sender).presented == before;
-  });
-  reload(session_);
+  try {
+    std::erase_if(changes, [&](const Change& change) {
+      const Trial trial(session_, simulator::PreferencesStore::changed(settings_.get(), change.key,
+                                                                       change.value));
+      return askAboutMessage(session_, sender).presented == before;
+    });
+  } catch (...) {
+    const Trial asBefore(session_, held);
+    throw;
+  }
+  const Trial asBefore(session_, held);
   return changes;
 }
 

@@ -47,9 +47,9 @@ class Explainer {
   Explanation explain(const std::string& sender) const;
 
   // Tries every mode, every group, 1 to 15 digits and the other choice for each weekday, one at a
-  // time: writes it, has the settings loaded, asks. In the end the settings are as before and
-  // loaded again; where there were none, that load leaves the library's values as the last try
-  // made them.
+  // time: beside the phone's settings, which stay as they are. In the end what the library held
+  // before is loaded again: the same values, but an empty list where there was none yet, and the
+  // group's members as the address book has them now.
   std::vector<Change> changesFor(const std::string& sender);
 
  private:

@@ -1,7 +1,9 @@
 #include "home_screen/ask/who.hpp"
 
+#include <algorithm>
 #include <map>
 #include <optional>
+#include <unordered_map>
 
 #include "home_screen/ask/directory.hpp"
 #include "home_screen/ask/message.hpp"
@@ -16,18 +18,29 @@ std::optional<Entry> entryBehind(const GateLog& gate, const std::string& sender,
   if (gate.matchedNumber) return directory.memberWithDigits(gate.mode, *gate.matchedNumber);
   if (gate.matchedAddress) return directory.memberWithAddress(gate.mode, sender);
   const Mode* mode = findMode(gate.mode);
-  if (mode != nullptr && mode->test != nullptr) return directory.contactLike(sender);
+  if (mode != nullptr && mode->test != nullptr) return directory.foundIn(*mode, sender);
   return std::nullopt;
 }
 
-std::string reasonNaming(const GateLog& gate, const std::string& person, const std::string& sender,
+bool isSame(const std::string& destination, const std::string& sender) {
+  simulator::DestinationIndex one;
+  one.add(destination);
+  return one.find(sender).has_value();
+}
+
+// Of an answer about one entry of a person.
+std::string reasonNaming(const GateLog& gate, const simulator::Person& person,
+                         const std::string& value, const std::string& sender,
                          const Directory& directory) {
   const bool asked = gate.doNotDisturb && !gate.phonePresents;
   if (asked && !gate.presented && gate.digitsCompared) return "none ends in " + gate.tail;
-  const auto entry = asked && gate.presented ? entryBehind(gate, sender, directory) : std::nullopt;
+  auto entry = asked && gate.presented ? entryBehind(gate, sender, directory) : std::nullopt;
   if (!entry) return reasonFor(gate);
+  // Of several contacts that are alike, the phone may have found this one as well.
+  const bool isContact = gate.mode == HushlaneAllowedMessageGroupAllContacts;
+  if (isContact && isSame(value, sender)) entry = {person.id, person.name, value};
   const std::string by = "by " + gate.matchedNumber.value_or(entry->value);
-  return entry->person == person ? by : by + " (" + entry->person + ")";
+  return entry->personId == person.id || !entry->personId ? by : by + " (" + entry->person + ")";
 }
 
 Who::Person askAbout(Session& session, const simulator::Person& person,
@@ -36,7 +49,7 @@ Who::Person askAbout(Session& session, const simulator::Person& person,
   const auto ask = [&](const std::string& value, const std::string& sender) {
     const auto [presented, gate] = askAboutMessage(session, sender);
     answer.entries.push_back(
-        {value, presented, reasonNaming(gate, person.name, sender, directory)});
+        {value, presented, reasonNaming(gate, person, value, sender, directory)});
   };
   for (const std::string& number : person.phones) ask(number, senderFrom(number));
   for (const std::string& address : person.emails) ask(address, address);
@@ -44,7 +57,8 @@ Who::Person askAbout(Session& session, const simulator::Person& person,
 }
 
 std::vector<Who::SharedTail> sharedTails(Session& session, const Directory& directory) {
-  std::map<std::string, std::map<std::int32_t, std::string>> owners;  // tail, record ID, name
+  // By tail: the record IDs and names.
+  std::unordered_map<std::string, std::map<std::int32_t, std::string>> owners;
   for (const simulator::Person& person : directory.people()) {
     for (const std::string& number : person.phones) {
       const std::string tail = askForTail(session, simulator::digitsOf(number));
@@ -57,6 +71,7 @@ std::vector<Who::SharedTail> sharedTails(Session& session, const Directory& dire
     shared.push_back({tail, {}});
     for (const auto& [recordId, name] : people) shared.back().names.push_back(name);
   }
+  std::ranges::sort(shared, {}, &Who::SharedTail::tail);
   return shared;
 }
 

@@ -48,6 +48,7 @@ Lines Session::logOf(const std::function<void()>& ask) {
   takeLog();
   ask();
   library().enableDebugLogging = before;
+  simulator::forgetZombies();
   return takeLog();
 }
 

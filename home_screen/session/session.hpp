@@ -1,8 +1,8 @@
 // The phone in hand, with the library loaded into it.
 //
 // The thread of the home screen. The device must outlive the session, which unloads the library at
-// its end. While it lives, freed objects are kept to the end of each command, so that a library
-// that still uses one stops the program with a message.
+// its end. While it lives, freed objects are kept to the end of each command and question, so that a
+// library that still uses one stops the program with a message.
 #pragma once
 
 #include <functional>

@@ -9,8 +9,6 @@
 #include <map>
 #include <memory>
 #include <string_view>
-#include <unordered_map>
-#include <unordered_set>
 
 #include "platform/abi.hpp"
 #include "simulator/context/call_trace.hpp"
@@ -25,27 +23,6 @@ namespace simulator {
 namespace {
 
 using Access = AddressBookDatabase::Access;
-
-// ---- The platform's own look-ups ---------------------------------------------------------------
-
-std::string lowered(std::string_view text) {
-  std::string result(text);
-  for (char& unit : result) {
-    if (unit >= 'A' && unit <= 'Z') unit = static_cast<char>(unit - 'A' + 'a');
-  }
-  return result;
-}
-
-constexpr std::size_t shortestTail = 7;
-
-// A number without digits is the same as no other.
-bool sameDigits(std::string_view left, std::string_view right) {
-  if (left == right) return !left.empty();
-  return std::min(left.size(), right.size()) >= shortestTail &&
-         (left.ends_with(right) || right.ends_with(left));
-}
-
-bool isAddress(std::string_view text) { return text.find('@') != std::string_view::npos; }
 
 // ---- Favourites --------------------------------------------------------------------------------
 
@@ -69,69 +46,33 @@ std::vector<std::string> textsOf(const std::vector<AddressBookDatabase::Text>& v
 
 }  // namespace
 
-std::string digitsOf(std::string_view number) {
-  std::string digits;
-  std::copy_if(number.begin(), number.end(), std::back_inserter(digits),
-               [](char letter) { return letter >= '0' && letter <= '9'; });
-  return digits;
+// ---- The indexes -------------------------------------------------------------------------------
+
+// All zeros without a file.
+AddressBookStore::FileState AddressBookStore::stateOf(const std::filesystem::path& file) {
+  struct stat found {};
+  if (stat(file.c_str(), &found) != 0) return {};
+  return {static_cast<std::int64_t>(found.st_dev), static_cast<std::int64_t>(found.st_ino),
+          found.st_size, found.st_mtim.tv_sec, found.st_mtim.tv_nsec};
 }
 
-bool sameDestination(std::string_view destinationId, std::string_view stored) {
-  if (isAddress(destinationId) || isAddress(stored))
-    return lowered(destinationId) == lowered(stored);
-  return sameDigits(digitsOf(destinationId), digitsOf(stored));
-}
-
-// ---- The index ---------------------------------------------------------------------------------
-
-class AddressBookStore::Index {
+class AddressBookStore::Contacts {
  public:
-  explicit Index(const std::filesystem::path& file)
-      : file_(file), state_(stateOf(file)), database_(file, Access::read) {
-    version_ = database_.version();
-    for (const std::string& value : database_.values()) {
-      if (isAddress(value)) {
-        addresses_.insert(lowered(value));
-      } else {
-        std::string digits = digitsOf(value);
-        std::string key = tailOf(digits);
-        numbers_.emplace(std::move(key), std::move(digits));
-      }
-    }
+  explicit Contacts(const std::filesystem::path& file)
+      : state_(stateOf(file)), database_(file, Access::read), version_(database_.version()) {
+    for (const std::string& value : database_.values()) index_.add(value);
   }
 
-  bool isCurrent() const { return stateOf(file_) == state_ && database_.version() == version_; }
-
-  bool contains(std::string_view destinationId) const {
-    if (isAddress(destinationId)) return addresses_.contains(lowered(destinationId));
-    const std::string digits = digitsOf(destinationId);
-    const auto [first, last] = numbers_.equal_range(tailOf(digits));
-    return std::any_of(first, last,
-                       [&](const auto& entry) { return sameDigits(digits, entry.second); });
+  bool areCurrent(const FileState& state) const {
+    return state == state_ && database_.version() == version_;
   }
+  const DestinationIndex& index() const { return index_; }
 
  private:
-  using State = std::array<std::int64_t, 5>;
-
-  // All zeros without a file.
-  static State stateOf(const std::filesystem::path& file) {
-    struct stat found {};
-    if (stat(file.c_str(), &found) != 0) return {};
-    return {static_cast<std::int64_t>(found.st_dev), static_cast<std::int64_t>(found.st_ino),
-            found.st_size, found.st_mtim.tv_sec, found.st_mtim.tv_nsec};
-  }
-
-  // Two numbers that are the same have the same one.
-  static std::string tailOf(const std::string& digits) {
-    return digits.substr(digits.size() - std::min(digits.size(), shortestTail));
-  }
-
-  std::filesystem::path file_;
-  State state_;
+  FileState state_;
   AddressBookDatabase database_;
-  std::int64_t version_ = 0;
-  std::unordered_set<std::string> addresses_;                  // in small letters
-  std::unordered_multimap<std::string, std::string> numbers_;  // digits, by their tail
+  std::int64_t version_;
+  DestinationIndex index_;
 };
 
 // ---- The store ---------------------------------------------------------------------------------
@@ -203,20 +144,34 @@ std::vector<Group> AddressBookStore::groups() const {
 
 bool AddressBookStore::contains(const std::string& destinationId) const {
   const std::lock_guard lock(indexMutex_);
-  if (index_ == nullptr || !index_->isCurrent()) {
-    index_.reset();  // not to be asked again, should the new one fail
-    index_ = std::make_unique<Index>(database());
+  if (contacts_ == nullptr || !contacts_->areCurrent(stateOf(database()))) {
+    contacts_.reset();  // not to be asked again, should the new one fail
+    contacts_ = std::make_unique<Contacts>(database());
   }
-  return index_->contains(destinationId);
+  return contacts_->index().find(destinationId).has_value();
 }
 
 bool AddressBookStore::favouritesContain(const std::string& destinationId) const {
-  const auto list = readFavourites(favourites());
-  return std::any_of(list->items.begin(), list->items.end(), [&](id item) {
-    const auto* entry = as<Dictionary>(item);
-    const id value = entry == nullptr ? nullptr : find(entry, "Value");
-    return as<String>(value) != nullptr && sameDestination(destinationId, toUtf8(value));
-  });
+  return findFavourite(destinationId).has_value();
+}
+
+std::optional<std::string> AddressBookStore::findFavourite(const std::string& destinationId) const {
+  const std::lock_guard lock(indexMutex_);
+  const FileState state = stateOf(favourites());
+  if (state != favouritesState_) {
+    favouritesState_ = {};
+    favourites_ = {};
+    const auto list = readFavourites(favourites());
+    for (const id item : list->items) {
+      const auto* entry = as<Dictionary>(item);
+      const id value = entry == nullptr ? nullptr : find(entry, "Value");
+      if (as<String>(value) == nullptr) continue;
+      favourites_.index.add(favourites_.values.emplace_back(toUtf8(value)));
+    }
+    favouritesState_ = state;
+  }
+  const auto found = favourites_.index.find(destinationId);
+  return found ? std::optional(favourites_.values[*found]) : std::nullopt;
 }
 
 // ---- The framework's objects -------------------------------------------------------------------

@@ -6,15 +6,17 @@
 // for each address book, and read on whatever thread the completion runs.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "simulator/context/context.hpp"
+#include "simulator/frameworks/destination_index.hpp"
 
 namespace simulator {
 
@@ -30,14 +32,6 @@ struct Group {
   std::string name;
   std::vector<std::int32_t> members;  // persons only, in the group's order
 };
-
-// The comparison of the platform's own look-ups. An address is compared without regard to case. Two
-// numbers are the same when their digits are, or when both have at least seven and one ends with
-// all the digits of the other.
-bool sameDestination(std::string_view destinationId, std::string_view stored);
-
-// What is left of a number when all but its ASCII digits are taken away.
-std::string digitsOf(std::string_view number);
 
 class AddressBookStore : public Current<AddressBookStore> {
  public:
@@ -57,13 +51,15 @@ class AddressBookStore : public Current<AddressBookStore> {
   std::vector<Person> people() const;
   std::vector<Group> groups() const;
 
-  // The platform's own look-ups, as the bulletin server asks them: `sameDestination` decides.
-  // `contains` asks an index, which is made anew for each state of the database. The state is the
-  // same as long as the file is (device, inode, size and time of the last change) and SQLite tells
-  // the index's own connection of no other's commit (PRAGMA data_version); it needs no help from
-  // whoever writes. Any thread.
+  // The platform's own look-ups, as the bulletin server asks them: a `DestinationIndex` decides,
+  // which is made anew for each state of the file. The state is the same as long as the file is
+  // (device, inode, size and time of the last change) and SQLite tells the index's own connection
+  // to the database of no other's commit (PRAGMA data_version); it needs no help from whoever
+  // writes. Any thread.
   bool contains(const std::string& destinationId) const;
   bool favouritesContain(const std::string& destinationId) const;
+  // The same, with the entry itself.
+  std::optional<std::string> findFavourite(const std::string& destinationId) const;
 
   // What the platform answers: is there an address book to open, does the user grant access?
   bool present = true;
@@ -73,11 +69,20 @@ class AddressBookStore : public Current<AddressBookStore> {
   std::filesystem::path favourites() const;  // …/Preferences/com.apple.mobilephone.speeddial.plist
 
  private:
-  class Index;
+  using FileState = std::array<std::int64_t, 5>;
+  static FileState stateOf(const std::filesystem::path& file);
+
+  class Contacts;
+  struct Favourites {
+    std::vector<std::string> values;
+    DestinationIndex index;
+  };
 
   std::filesystem::path root_;
   mutable std::mutex indexMutex_;
-  mutable std::unique_ptr<Index> index_;
+  mutable std::unique_ptr<Contacts> contacts_;
+  mutable FileState favouritesState_{};
+  mutable Favourites favourites_;
 };
 
 void defineAddressBook();

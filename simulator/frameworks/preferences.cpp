@@ -72,7 +72,16 @@ void PreferencesStore::check() const {
   if (std::filesystem::exists(settings)) editableDomain(settings);
 }
 
+Owned<Dictionary> PreferencesStore::changed(const Dictionary* settings, const std::string& key,
+                                            const PreferenceValue& value) {
+  auto copy = own(makeDictionary());
+  if (settings != nullptr) copy->entries = settings->entries;
+  store(copy.get(), key, objectOf(value).get());
+  return copy;
+}
+
 Owned<Dictionary> PreferencesStore::domain(const std::string& name) const {
+  if (standIn_ && name == settingsDomain) return standIn_;
   std::string why;
   return readDomain(file(name), &why);
 }

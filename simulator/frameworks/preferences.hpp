@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <variant>
 
 #include "simulator/context/context.hpp"
@@ -28,6 +29,13 @@ class PreferencesStore : public Current<PreferencesStore> {
   // The whole domain, or null: no file, not a property list, not a dictionary.
   Owned<Dictionary> domain(const std::string& name) const;
 
+  // While there is one, the settings are these instead of what their file holds, and the file is
+  // not touched: to try something, and to drop it again.
+  void standIn(Owned<Dictionary> settings) noexcept { standIn_ = std::move(settings); }
+  // A copy with one key more, or another value of it.
+  static Owned<Dictionary> changed(const Dictionary* settings, const std::string& key,
+                                   const PreferenceValue& value);
+
   // Writes as a settings pane does, keeping the file's form (binary for a new one); posts nothing.
   void set(const std::string& domain, const std::string& key, const PreferenceValue& value);
   void set(const std::string& domain, const std::string& key,
@@ -38,6 +46,7 @@ class PreferencesStore : public Current<PreferencesStore> {
   std::filesystem::path file(const std::string& domain) const;
 
  private:
+  Owned<Dictionary> standIn_;
   std::filesystem::path folder_;  // var/mobile/Library/Preferences
 };
 

@@ -1,8 +1,8 @@
 #include "simulator/runtime/object.hpp"
 
+#include <deque>
 #include <mutex>
 #include <unordered_set>
-#include <vector>
 
 #include "simulator/context/faults.hpp"
 #include "simulator/runtime/class_table.hpp"
@@ -37,18 +37,23 @@ class Census {
     const std::lock_guard lock(mutex_);
     live_.erase(object);
     zombies_.push_back(object);
+    if (zombies_.size() > mostZombies) forgetOldest();
   }
   void forgetZombies() {
     const std::lock_guard lock(mutex_);
-    for (Object* zombie : zombies_) ::operator delete(zombie);
-    zombies_.clear();
+    while (!zombies_.empty()) forgetOldest();
   }
 
  private:
+  void forgetOldest() {
+    ::operator delete(zombies_.front());
+    zombies_.pop_front();
+  }
+
   std::atomic<bool> keeping_{false};
   std::mutex mutex_;
   std::unordered_set<const void*> live_;
-  std::vector<Object*> zombies_;
+  std::deque<Object*> zombies_;
 };
 
 // Leaves a header by which any later use of the memory is recognised.

@@ -206,8 +206,10 @@ std::int64_t liveObjectCount();
 std::map<std::string, std::int64_t> liveObjectsByClass();  // classes without any are left out
 std::int64_t autoreleasedWithoutPool();                    // since the process started
 
-// Keeps freed objects as zombies, so that any later use of one stops the process. Forgetting them
-// gives their memory back; nothing may still point to one then.
+// Keeps freed objects as zombies, so that any later use of one stops the process: the last so many
+// of them, so that memory stays within bounds. Forgetting them gives their memory back; nothing may
+// still point to one then.
+inline constexpr std::size_t mostZombies = 100'000;
 void keepZombies(bool keep);
 void forgetZombies();
 
