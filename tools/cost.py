@@ -12,7 +12,7 @@ import sys
 import tempfile
 from collections import Counter
 
-from tools import interface, project
+from tools import interface, program_cost, project
 from tools.project import ROOT
 
 BUILD = ROOT / "build/gcc"
@@ -205,6 +205,17 @@ def inventory_rows():
               not grown and per_reload <= 0)
 
 
+# ---- The program ---------------------------------------------------------------------------------
+
+
+def program_rows():
+    for name, (few, many), (with_few, with_many) in program_cost.growth(BUILD / "bin/hushlane-sim"):
+        ratio = with_many / with_few
+        yield Row(f"`who`, {name}: each contact of {few:,}, and of {many:,}",
+                  f"{with_few:,.0f} and {with_many:,.0f} instructions, {ratio:.2f} times",
+                  f"at most {program_cost.MOST_GROWTH} times", ratio <= program_cost.MOST_GROWTH)
+
+
 # ---- The one time --------------------------------------------------------------------------------
 
 
@@ -246,9 +257,9 @@ def main():
     choice.add_argument("--write", action="store_true", help="into docs/performance.md as well")
     options = parser.parse_args()
     project.set_up()
-    project.build("gcc", "bench")
+    project.build("gcc", "bench", "hushlane-sim")
     exact = list(exact_rows())
-    rows = [*exact, *inventory_rows()]
+    rows = [*exact, *inventory_rows(), *program_rows()]
     if not options.check:
         rows.append(percentile_row())
     text = table(rows)
