@@ -159,7 +159,14 @@ int run(int argc, char** argv) {
   const auto add = [&](const char* name, const char* help,
                        const std::function<void(Session&)>& use) {
     CLI::App* command = app.add_subcommand(name, help);
-    command->callback([&options, use] { onScratchPhone(options.choice, &complain, use); });
+    command->callback([&options, use] {
+      onScratchPhone(options.choice, &complain, [&use](Session& session) {
+        session.showProgress = [line = ProgressLine()](const Progress& progress) mutable {
+          line.show(progress);
+        };
+        use(session);
+      });
+    });
     return command;
   };
 

@@ -167,7 +167,9 @@ std::vector<Change> Explainer::changesFor(const std::string& sender) {
   const auto held = settingsHeld(session_);
   std::vector<Change> changes = candidates(session_);
   try {
+    Steps steps(session_.showProgress, "settings", changes.size());
     std::erase_if(changes, [&](const Change& change) {
+      steps.next();
       const Trial trial(session_, simulator::PreferencesStore::changed(settings_.get(), change.key,
                                                                        change.value));
       return askAboutMessage(session_, sender).presented == before;

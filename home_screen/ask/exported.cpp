@@ -34,7 +34,7 @@ std::string textOf(id object, const simulator::Clock& clock) {
       items.push_back(simulator::toUtf8(item));
     }
   }
-  return items.dump();
+  return items.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 }  // namespace

@@ -80,7 +80,11 @@ Calendar askCalendar(Session& session, int numberOfDays) {
   const auto end = clock.instant(today + days(numberOfDays));
   std::optional<ScheduleAnswer> before;
   LocalTime expected;
-  for (auto moment = clock.instant(today); moment < end; moment += minutes(1)) {
+  const auto start = clock.instant(today);
+  Steps steps(session.showProgress, "minutes",
+              static_cast<std::size_t>((end - start) / minutes(1)));
+  for (auto moment = start; moment < end; moment += minutes(1)) {
+    steps.next();
     const LocalTime local = clock.local(moment);
     const ScheduleAnswer answer = askAboutSchedule(session, moment);
     count(local, answer, calendar.days);

@@ -56,10 +56,22 @@ Who::Person askAbout(Session& session, const simulator::Person& person,
   return answer;
 }
 
+std::vector<Who::Person> askAboutAll(Session& session, const Directory& directory) {
+  std::vector<Who::Person> answers;
+  Steps steps(session.showProgress, "people", directory.people().size());
+  for (const simulator::Person& person : directory.people()) {
+    steps.next();
+    answers.push_back(askAbout(session, person, directory));
+  }
+  return answers;
+}
+
 std::vector<Who::SharedTail> sharedTails(Session& session, const Directory& directory) {
   // By tail: the record IDs and names.
   std::unordered_map<std::string, std::map<std::int32_t, std::string>> owners;
+  Steps steps(session.showProgress, "people's tails", directory.people().size());
   for (const simulator::Person& person : directory.people()) {
+    steps.next();
     for (const std::string& number : person.phones) {
       const std::string tail = askForTail(session, simulator::digitsOf(number));
       if (!tail.empty()) owners[tail].emplace(person.id, person.name);
@@ -102,9 +114,7 @@ Who askWho(Session& session) {
           {},
           library.maxNumOfDigitsToCompare,
           {}};
-  for (const simulator::Person& person : directory.people()) {
-    who.people.push_back(askAbout(session, person, directory));
-  }
+  who.people = askAboutAll(session, directory);
   who.sharedTails = sharedTails(session, directory);
   return who;
 }

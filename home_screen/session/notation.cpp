@@ -104,27 +104,6 @@ bool isTimeZone(const std::string& name) {
   }
 }
 
-std::string printable(std::string_view text) {
-  static constexpr std::string_view named = "\t\r\n";
-  std::string result;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
-    const std::size_t name = named.find(text[i]);
-    if (name != std::string_view::npos) {
-      result.append("\\").append(1, "trn"[name]);
-    } else if (byte < 0x20 || byte == 0x7f) {
-      result += fmt::format("\\x{:02x}", byte);
-    } else if (byte == 0xc2 && next >= 0x80 && next < 0xa0) {  // the controls above ASCII
-      result += fmt::format("\\x{:02x}", next);
-      ++i;
-    } else {
-      result += text[i];
-    }
-  }
-  return result;
-}
-
 std::optional<std::string> textAfter(const Lines& lines, std::string_view beginning) {
   for (const std::string& line : lines) {
     if (line.starts_with(beginning)) return line.substr(beginning.size());

@@ -43,8 +43,9 @@ std::optional<std::chrono::seconds> parseDuration(std::string_view text);
 // Is this an IANA name that the machine's time-zone database holds?
 bool isTimeZone(const std::string& name);
 
-// Control characters become the escapes of the scenario language (\t, \r, \n) or \x1b and the
-// like, so that no text from a file can steer the terminal.
+// What would steer a terminal, or hide in it, becomes an escape, so that no text from a file does:
+// \t, \r and \n as in the scenario language, else \x1b, \u202e or \U000e0020 by the code. A byte
+// that is no part of UTF-8 becomes one like \xff.
 std::string printable(std::string_view text);
 
 // What follows these words in the first line that begins with them.

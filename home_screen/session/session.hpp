@@ -1,8 +1,8 @@
 // The phone in hand, with the library loaded into it.
 //
 // The thread of the home screen. The device must outlive the session, which unloads the library at
-// its end. While it lives, freed objects are kept to the end of each command and question, so that a
-// library that still uses one stops the program with a message.
+// its end. While it lives, freed objects are kept to the end of each command and question, so that
+// a library that still uses one stops the program with a message.
 #pragma once
 
 #include <functional>
@@ -11,6 +11,7 @@
 #include <string>
 
 #include "home_screen/session/notation.hpp"
+#include "home_screen/session/progress.hpp"
 #include "hushlane/hushlane.h"
 
 namespace simulator {
@@ -84,6 +85,9 @@ class Session {
   void start();
   // The same, and brings the phone there.
   void start(const Situation& situation);
+
+  // Called in the course of long answers; nothing is, when it is empty.
+  ShowProgress showProgress;
 
   simulator::Device& device() const { return device_; }
   Exports& library() const { return *exports_; }  // once started

@@ -14,7 +14,7 @@ Json toJson(const simulator::PreferenceValue& value) {
 }
 
 void print(const Json& object, int indent) {
-  fmt::print("{}\n", object.dump(indent, ' ', false, Json::error_handler_t::replace));
+  fmt::print("{}\n", object.dump(indent, ' ', true, Json::error_handler_t::replace));
 }
 
 }  // namespace

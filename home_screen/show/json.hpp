@@ -1,5 +1,5 @@
-// Answers as JSON, on standard output. Text that is not UTF-8 is shown with replacement characters
-// instead of being refused.
+// Answers as JSON, on standard output, in ASCII alone: other characters as \u and their code. Bytes
+// that are no UTF-8 become replacement characters.
 #pragma once
 
 #include <string>

@@ -1,8 +1,11 @@
 #include "home_screen/show/terminal.hpp"
 
 #include <fmt/core.h>
+#include <locale.h>
 #include <stdlib.h>
 #include <unistd.h>
+#include <utf8.h>
+#include <wchar.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -17,6 +20,11 @@ bool colourWanted() {
   return wanted;
 }
 
+bool isDumb() {
+  const char* const terminal = ::getenv("TERM");
+  return terminal == nullptr || std::string_view(terminal) == "dumb";
+}
+
 }  // namespace
 
 std::string toned(const std::string& text, Tone tone) {
@@ -25,11 +33,17 @@ std::string toned(const std::string& text, Tone tone) {
   return fmt::format("\x1b[{}m{}\x1b[0m", codes[static_cast<int>(tone)], text);
 }
 
-std::size_t columns(std::string_view utf8) {
-  const auto continues = [](char unit) {
-    return (static_cast<unsigned char>(unit) & 0xc0) == 0x80;
-  };
-  return utf8.size() - static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), continues));
+std::size_t columns(std::string_view text) {
+  if (!utf8::is_valid(text)) return text.size();
+  static const locale_t inUtf8 = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  const locale_t before = ::uselocale(inUtf8);
+  std::size_t sum = 0;
+  for (auto at = text.begin(); at != text.end();) {
+    const int width = ::wcwidth(static_cast<wchar_t>(utf8::unchecked::next(at)));
+    sum += static_cast<std::size_t>(std::max(width, 0));
+  }
+  ::uselocale(before);
+  return sum;
 }
 
 std::string padded(std::string_view utf8, std::size_t width) {
@@ -44,6 +58,32 @@ std::string withColumn(std::string line, std::size_t column, std::string_view te
   const std::size_t taken = columns(std::string_view(line).substr(start));
   line += taken < column ? std::string(column - taken, ' ') : '\n' + std::string(column, ' ');
   return line.append(text);
+}
+
+void ProgressLine::show(const Progress& progress) {
+  static const bool wanted = ::isatty(STDERR_FILENO) != 0 && !isDumb();
+  if (!wanted) return;
+  const auto now = Clock::now();
+  if (progress.total == 0) return wipe();
+  if (!start_) {
+    start_ = now;
+    next_ = now + std::chrono::seconds(1);
+  }
+  if (now < next_) return;
+  next_ = now + std::chrono::milliseconds(200);
+  shown_ = true;
+  const double share = static_cast<double>(progress.done) / static_cast<double>(progress.total);
+  const auto taken = std::chrono::duration<double>(now - *start_);
+  fmt::print(stderr, "\r\x1b[K{} of {} {} ({:.0f} %)", progress.done, progress.total, progress.what,
+             100 * share);
+  if (share > 0) fmt::print(stderr, ", {:.0f} s left", taken.count() * (1 / share - 1));
+  std::fflush(stderr);
+}
+
+void ProgressLine::wipe() {
+  if (shown_) fmt::print(stderr, "\r\x1b[K");
+  shown_ = false;
+  start_.reset();
 }
 
 void complain(const std::string& complaint) {
