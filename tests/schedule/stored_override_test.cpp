@@ -18,9 +18,7 @@ class StoredOverrideTest : public PhoneTest {
   Owned<Data> archived(const std::vector<DailyPeriod>& periods) {
     return archived(makeOverride(periods).get());
   }
-  Owned<Data> archived(id object) {
-    return own(makeData(archive(object)));
-  }
+  Owned<Data> archived(id object) { return own(makeData(archive(object))); }
 
   void storeOverrides(id overrides) {
     const auto file = own(makeDictionary());
