@@ -13,7 +13,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -27,8 +26,7 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 // A list may hold so many objects, shared ones counted at each place where they stand.
-constexpr std::uint64_t mostObjects = 1'000'000;
-constexpr std::size_t largestFile = 64u << 20;
+constexpr std::uint64_t mostObjects = 200'000;
 
 // The bytes are no property list that can be used, and why. Never leaves this file.
 struct Malformed : std::runtime_error {
@@ -37,6 +35,7 @@ struct Malformed : std::runtime_error {
 
 const std::string tooDeep =
     "nested more than " + std::to_string(deepestPropertyList) + " levels deep";
+const std::string tooLarge = "larger than " + std::to_string(largestPropertyList >> 20) + " MiB";
 const std::string tooMany = "more than " + std::to_string(mostObjects) + " objects";
 
 Owned<Object> owned(Object* object) { return own(object); }
@@ -146,7 +145,8 @@ class BinaryCheck {
       slot.bytes += child.bytes;
       if (slot.height > deepestPropertyList) throw Malformed(tooDeep);
       if (slot.objects > mostObjects) throw Malformed(tooMany);
-      if (slot.bytes > largestFile) throw Malformed("too large when its shared parts are copied");
+      if (slot.bytes > largestPropertyList)
+        throw Malformed("too large when its shared parts are copied");
     }
   }
 
@@ -174,50 +174,67 @@ class BinaryCheck {
 
 // ---- Looking through the XML form --------------------------------------------------------------
 
-// The position after the next `mark`.
-std::size_t after(std::string_view text, std::string_view mark, std::size_t from) {
-  const std::size_t found = text.find(mark, from);
-  if (found == std::string_view::npos) throw Malformed("truncated");
-  return found + mark.size();
-}
+// Keeps out what libplist could take for more levels than are counted here, instead of following it
+// everywhere. It looks for the end of some things outside of double quotes, of others anywhere: so
+// the quotes before an end must be even in number, and then both ways give the same end.
+class XmlCheck {
+ public:
+  explicit XmlCheck(std::string_view text) : text_(text) {}
 
-std::size_t afterDocumentType(std::string_view text, std::size_t from) {
-  const std::size_t end = text.find_first_of("[>", from);
-  if (end == std::string_view::npos) throw Malformed("truncated");
-  return text[end] == '[' ? after(text, "]>", end) : end + 1;
-}
-
-// Whether one tag, what stands between < and >, opens a level (1), closes one (-1) or neither.
-int levelsOpenedBy(std::string_view tag) {
-  const bool closes = tag.starts_with('/');
-  if (closes) tag.remove_prefix(1);
-  const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/"));
-  if (name != "dict" && name != "array") return 0;
-  if (closes) return -1;
-  return tag.ends_with('/') ? 0 : 1;
-}
-
-void refuseDeepXml(std::string_view text) {
-  int depth = 0;
-  std::size_t at = 0;
-  while ((at = text.find('<', at)) != std::string_view::npos) {
-    const std::string_view rest = text.substr(at);
-    if (rest.starts_with("<?")) {
-      at = after(text, "?>", at);
-    } else if (rest.starts_with("<!--")) {
-      at = after(text, "-->", at + 4);
-    } else if (rest.starts_with("<![CDATA[")) {
-      at = after(text, "]]>", at);
-    } else if (rest.starts_with("<!DOCTYPE")) {
-      at = afterDocumentType(text, at);
-    } else {
-      const std::size_t end = after(text, ">", at);
-      depth = std::max(0, depth + levelsOpenedBy(text.substr(at + 1, end - at - 2)));
-      if (depth > deepestPropertyList) throw Malformed(tooDeep);
-      at = end;
+  void check() {
+    if (std::count(text_.begin(), text_.end(), '&') > mostEntities) {
+      throw Malformed("more than " + std::to_string(mostEntities) + " character references");
+    }
+    while ((at_ = text_.find('<', at_)) != std::string_view::npos) {
+      const std::string_view rest = text_.substr(at_);
+      if (rest.starts_with("<?")) {
+        skipTo("?>");
+      } else if (rest.starts_with("<!--")) {
+        skipTo("-->");
+      } else if (rest.starts_with("<![CDATA[")) {
+        skipTo("]]>");
+      } else if (rest.starts_with("<!")) {
+        if (skipTo(">").find('[') != std::string_view::npos) {
+          throw Malformed("a document type with declarations of its own");
+        }
+      } else {
+        count(skipTo(">"));
+      }
     }
   }
-}
+
+ private:
+  // libplist moves the rest of a text for each of them.
+  static constexpr std::ptrdiff_t mostEntities = 100'000;
+
+  // What stands between the < here and the end. The cursor moves behind that.
+  std::string_view skipTo(std::string_view end) {
+    const std::size_t found = text_.find(end, at_ + 1);
+    if (found == std::string_view::npos) throw Malformed("truncated");
+    const std::string_view between = text_.substr(at_ + 1, found - at_ - 1);
+    if (std::count(between.begin(), between.end(), '"') % 2 != 0) {
+      throw Malformed("a quote that is not closed inside of <...>");
+    }
+    at_ = found + end.size();
+    return between;
+  }
+
+  // A tag, which may open a level or close one.
+  void count(std::string_view tag) {
+    const bool closes = tag.starts_with('/');
+    if (closes) tag.remove_prefix(1);
+    if (!closes && ++objects_ > mostObjects) throw Malformed(tooMany);
+    const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/"));
+    if ((name != "dict" && name != "array") || (!closes && tag.ends_with('/'))) return;
+    depth_ = std::max(0, depth_ + (closes ? -1 : 1));
+    if (depth_ > deepestPropertyList) throw Malformed(tooDeep);
+  }
+
+  std::string_view text_;
+  std::size_t at_ = 0;
+  std::uint64_t objects_ = 0;
+  int depth_ = 0;
+};
 
 // ---- Reading -----------------------------------------------------------------------------------
 
@@ -320,7 +337,7 @@ Owned<Object> fromNode(plist_t node) {
 }
 
 Owned<Object> readXml(std::string_view text) {
-  refuseDeepXml(text);
+  XmlCheck(text).check();
   if (text.find("</plist>") == std::string_view::npos) throw Malformed("truncated");
   plist_t tree = nullptr;
   plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &tree);
@@ -340,7 +357,7 @@ Owned<Object> readBinary(Bytes bytes) {
 }
 
 Owned<Object> readEither(Bytes bytes) {
-  if (bytes.size() > largestFile) throw Malformed("too large");
+  if (bytes.size() > largestPropertyList) throw Malformed(tooLarge);
   std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (text.starts_with("bplist0")) return readBinary(bytes);
   constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
@@ -445,18 +462,22 @@ Owned<Object> parsePropertyList(std::span<const std::uint8_t> bytes, std::string
 Owned<Object> readPropertyList(const std::filesystem::path& file, std::string* why) {
   std::error_code problem;
   const auto status = std::filesystem::status(file, problem);
-  std::vector<std::uint8_t> bytes;
-  bool read = false;
-  if (std::filesystem::is_regular_file(status)) {  // opening a pipe would wait for ever
-    std::ifstream in(file, std::ios::binary);
-    bytes.assign(std::istreambuf_iterator<char>(in), {});
-    read = in.good() || in.eof();
-  }
-  if (read) return parsePropertyList(bytes, why);
-  if (why != nullptr) {
-    *why = std::filesystem::exists(status) ? "not a file that can be read" : "no such file";
-  }
-  return {};
+  const auto refused = [why](const std::string& reason) {
+    if (why != nullptr) *why = reason;
+    return Owned<Object>();
+  };
+  if (!std::filesystem::exists(status)) return refused("no such file");
+  // Opening a pipe would wait for ever.
+  if (!std::filesystem::is_regular_file(status)) return refused("not a file that can be read");
+  const std::uintmax_t size = std::filesystem::file_size(file, problem);
+  if (problem) return refused(problem.message());
+  if (size > largestPropertyList) return refused(tooLarge);
+  std::vector<std::uint8_t> bytes(size);
+  std::ifstream in(file, std::ios::binary);
+  in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (in.bad() || !(in || in.eof())) return refused("not a file that can be read");
+  bytes.resize(static_cast<std::size_t>(in.gcount()));
+  return parsePropertyList(bytes, why);
 }
 
 std::vector<std::uint8_t> writePropertyList(id root, PropertyListForm form) {

@@ -114,6 +114,12 @@ Bytes xml(const std::string& before, const std::string& inside) {
   return bytesOf(before + "<plist>" + inside + "</plist>");
 }
 
+std::string repeated(const std::string& text, std::size_t times) {
+  std::string all;
+  while (times-- > 0) all += text;
+  return all;
+}
+
 Bytes nested(std::size_t levels, const std::string& open, const std::string& close) {
   std::string text;
   for (std::size_t i = 0; i < 2 * levels; ++i) text += i < levels ? open : close;
@@ -124,6 +130,8 @@ TEST_F(PropertyList, readsWhatOthersWriteAndSaysWhyItRefuses) {
   const std::string levels = "nested more than 512 levels deep";
   const std::string large = "too large when its shared parts are copied";
   const std::string far = "a date that is not between 1933 and 2068";
+  const std::string quote = "a quote that is not closed inside of <...>";
+  const std::string many = "more than 200000 objects";
   const std::string none = "neither a binary nor an XML property list";
   // Each object an array that holds the next one twice: few objects, that unfold to 2^100.
   std::vector<Bytes> doublings;
@@ -134,7 +142,7 @@ TEST_F(PropertyList, readsWhatOthersWriteAndSaysWhyItRefuses) {
   const std::pair<Bytes, std::string> cases[] = {
       {binaryOf({{0x14, 0, 0, 0, 0, 0, 0, 0, 0, 255, 255, 255, 255, 255, 255, 255, 156}}), "-100"},
       {xml("\xEF\xBB\xBF\n", "<string>a<!-- <b> -->b<![CDATA[<c>]]></string>"), "ab<c>"},
-      {xml("<!DOCTYPE plist [ <!ELEMENT array ANY> ]>", "<array/>"), "(\n)"},
+      {xml("<!DOCTYPE plist PUBLIC \"-//A//B\" \"http://c\">", "<array/>"), "(\n)"},
       {{}, none},
       {bytesOf("{ a = b; }"), none},
       {bytesOf("bplist00"), "truncated"},
@@ -147,13 +155,22 @@ TEST_F(PropertyList, readsWhatOthersWriteAndSaysWhyItRefuses) {
       {binaryOf({arrayOf(std::vector<std::size_t>(1200, 1)), longText}), large},
       {binaryOf({{0x33, 0x7f, 0xf8, 0, 0, 0, 0, 0, 0}}), far},
       {binaryOf({{0x15}}), "an object of an unknown or damaged kind"},
-      {binaryOf(doublings), "more than 1000000 objects"},
+      {binaryOf(doublings), many},
       {chainFromWithin(), levels},
       {nested(513, "<array>", "</array>"), levels},
       {nested(513, "<dict><key>k</key>", "</dict>"), levels},
       {nested(600, "<array><!-- </array> -->", "</array>"), levels},
       {nested(600, "<array><string><![CDATA[></array>]]></string>", "</array>"), levels},
       {nested(100'000, "<array >", ""), levels},
+      {nested(600, "<array x=\">\">", ""), quote},
+      {xml("<?x \"?>", "<array/>"), quote},
+      {xml("<!-- \"--> \" -->", "<array/>"), quote},
+      {xml("<!DOCTYPE plist [ <!ELEMENT array ANY> ]>", "<array/>"),
+       "a document type with declarations of its own"},
+      {xml("", "<string>" + repeated("&lt;", 100'001) + "</string>"),
+       "more than 100000 character references"},
+      {xml("", "<array>" + repeated("<true/>", 200'001) + "</array>"), many},
+      {Bytes((4u << 20) + 1, 'b'), "larger than 4 MiB"},
       {xml("", "<array></dict>"), "not well-formed XML of a property list"},
       {xml("", "<array><!-- </array>"), "truncated"},
   };
