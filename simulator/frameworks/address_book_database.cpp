@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <fstream>
+#include <string_view>
 #include <unordered_map>
 
 #include "simulator/context/device_error.hpp"
@@ -36,12 +38,21 @@ const std::vector<Requirement> requirements = {
     {"ABGroupMembers", {"UID", "group_id", "member_type", "member_id"}},
 };
 
-// A made-up or damaged file could keep one statement busy for ever. A group of 100,000 takes
-// some ten million steps.
-constexpr int longestStatement = 400'000'000;
-constexpr int longestValue = 16 << 20;  // bytes
+constexpr int stepsOfATurn = 10'000;
+constexpr int longestValue = 1 << 20;           // bytes
+constexpr std::int64_t mostMemory = 256 << 20;  // bytes, of all connections
 
-int giveUp(void*) { return 1; }
+// Ends a journal that names another one, which SQLite deletes after it has rolled the first back.
+// A phone's address book is never part of several databases' transaction.
+constexpr std::string_view endOfSharedJournal = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
+
+bool isShared(const std::filesystem::path& journal) {
+  std::ifstream in(journal, std::ios::binary);
+  std::string end(endOfSharedJournal.size(), '\0');
+  in.seekg(-static_cast<std::streamoff>(end.size()), std::ios::end);
+  in.read(end.data(), static_cast<std::streamsize>(end.size()));
+  return in && end == endOfSharedJournal;
+}
 
 std::string joined(const AddressBookDatabase::Text (&parts)[3]) {
   std::string whole;
@@ -54,6 +65,12 @@ std::string joined(const AddressBookDatabase::Text (&parts)[3]) {
 }
 
 }  // namespace
+
+int AddressBookDatabase::endsWithTurn(void* budget) {
+  return static_cast<Budget*>(budget)->turns-- <= 0 ? 1 : 0;
+}
+
+void AddressBookDatabase::beginQuestion() const { budget_ = {}; }
 
 void AddressBookDatabase::Close::operator()(sqlite3* connection) const {
   sqlite3_close(connection);
@@ -80,6 +97,7 @@ class AddressBookDatabase::Statement {
   bool next() {
     const int result = sqlite3_step(statement_.get());
     if (result != SQLITE_ROW && result != SQLITE_DONE) database_.fail();
+    if (database_.budget_.rows-- <= 0) database_.refuse("it has rows without end");
     return result == SQLITE_ROW;
   }
 
@@ -90,6 +108,8 @@ class AddressBookDatabase::Statement {
     const auto* units = sqlite3_column_text(statement_.get(), column);
     if (units == nullptr) return std::nullopt;
     const int length = sqlite3_column_bytes(statement_.get(), column);
+    database_.budget_.text -= length;
+    if (database_.budget_.text < 0) database_.refuse("it has text without end");
     return std::string_view(reinterpret_cast<const char*>(units), static_cast<std::size_t>(length));
   }
 
@@ -113,12 +133,22 @@ AddressBookDatabase::AddressBookDatabase(const std::filesystem::path& file, Acce
     openFile(file.string(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
     execute("PRAGMA synchronous = OFF");  // a scratch phone need not outlive a power cut
   } else {
+    const bool asItIs = exists && !needsRollback();
     openFile(exists ? file.string() : ":memory:",
-             exists ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE);
+             asItIs ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE);
   }
   if (!exists) execute(std::string("BEGIN;") + schema + "COMMIT;");
   readSchema();
   if (exists) refuseHalfPages();
+}
+
+bool AddressBookDatabase::needsRollback() const {
+  const std::filesystem::path journal = file_.string() + "-journal";
+  if (!std::filesystem::exists(journal)) return false;
+  if (isShared(journal)) {
+    throw DeviceError(journal, "names another journal; expected that of one database alone");
+  }
+  return true;
 }
 
 void AddressBookDatabase::openFile(const std::string& name, int flags) {
@@ -126,10 +156,14 @@ void AddressBookDatabase::openFile(const std::string& name, int flags) {
   const int result = sqlite3_open_v2(name.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   connection_.reset(opened);
   if (result != SQLITE_OK) fail();
-  sqlite3_progress_handler(opened, longestStatement, &giveUp, nullptr);
+  sqlite3_hard_heap_limit64(mostMemory);
+  sqlite3_progress_handler(opened, stepsOfATurn, &endsWithTurn, &budget_);
   sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, longestValue);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  // Nor do triggers run: the phone's own call functions that only its own SQLite has.
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  execute("PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY");
 }
 
 // SQLite itself takes the missing end of a truncated file's last page for zeros.
@@ -143,16 +177,19 @@ void AddressBookDatabase::refuseHalfPages() const {
 
 void AddressBookDatabase::fail() const {
   const bool interrupted = sqlite3_errcode(connection_.get()) == SQLITE_INTERRUPT;
-  const std::string what =
-      interrupted ? "reading it takes for ever" : sqlite3_errmsg(connection_.get());
+  refuse(interrupted ? "reading it takes for ever" : sqlite3_errmsg(connection_.get()));
+}
+
+void AddressBookDatabase::refuse(const std::string& what) const {
   throw DeviceError(file_, what + "; expected an address book, an SQLite database");
 }
 
-// Tables alone: a view could be made to give rows without end.
+// Tables alone: views and virtual tables could be made to give rows without end.
 void AddressBookDatabase::readSchema() {
-  Statement columns(*this,
-                    "SELECT t.name, c.name FROM sqlite_master t JOIN pragma_table_info(t.name) c"
-                    " WHERE t.type = 'table'");
+  Statement columns(
+      *this,
+      "SELECT t.name, c.name FROM pragma_table_list t JOIN pragma_table_info(t.name) c"
+      " WHERE t.schema = 'main' AND t.type = 'table'");
   while (columns.next()) {
     columns_[std::string(columns.text(0).value_or(""))].emplace(columns.text(1).value_or(""));
   }
@@ -214,6 +251,7 @@ std::vector<AddressBookDatabase::PersonRow> AddressBookDatabase::persons(Stateme
 }
 
 std::vector<AddressBookDatabase::PersonRow> AddressBookDatabase::people() const {
+  beginQuestion();
   Statement rows(*this, "SELECT " + nameColumns() + " FROM ABPerson p ORDER BY p.ROWID");
   Statement values(*this,
                    "SELECT record_id, property, value FROM ABMultiValue"
@@ -223,6 +261,7 @@ std::vector<AddressBookDatabase::PersonRow> AddressBookDatabase::people() const 
 
 std::vector<AddressBookDatabase::PersonRow> AddressBookDatabase::membersOf(
     std::int64_t group) const {
+  beginQuestion();
   // CROSS JOIN keeps the members outside, so that no table of persons is searched for them. The
   // set of members is made once, so that one pass over the values suffices without an index.
   Statement rows(*this, "SELECT " + nameColumns() +
@@ -239,6 +278,7 @@ std::vector<AddressBookDatabase::PersonRow> AddressBookDatabase::membersOf(
 }
 
 std::vector<std::int64_t> AddressBookDatabase::memberIdsOf(std::int64_t group) const {
+  beginQuestion();
   std::vector<std::int64_t> found;
   Statement rows(*this,
                  "SELECT m.member_id FROM ABGroupMembers m CROSS JOIN ABPerson p"
@@ -250,6 +290,7 @@ std::vector<std::int64_t> AddressBookDatabase::memberIdsOf(std::int64_t group) c
 }
 
 std::vector<AddressBookDatabase::GroupRow> AddressBookDatabase::groups() const {
+  beginQuestion();
   std::vector<GroupRow> found;
   Statement rows(*this, "SELECT ROWID, Name FROM ABGroup ORDER BY ROWID");
   while (rows.next()) found.push_back({rows.integer(0), Text(rows.text(1))});
@@ -257,6 +298,7 @@ std::vector<AddressBookDatabase::GroupRow> AddressBookDatabase::groups() const {
 }
 
 std::optional<AddressBookDatabase::GroupRow> AddressBookDatabase::group(std::int64_t id) const {
+  beginQuestion();
   Statement row(*this, "SELECT ROWID, Name FROM ABGroup WHERE ROWID = ?1");
   row.bind(1, id);
   if (!row.next()) return std::nullopt;
@@ -264,6 +306,7 @@ std::optional<AddressBookDatabase::GroupRow> AddressBookDatabase::group(std::int
 }
 
 std::vector<std::string> AddressBookDatabase::values() const {
+  beginQuestion();
   std::vector<std::string> found;
   Statement rows(*this,
                  "SELECT value FROM ABMultiValue WHERE property IN (3, 4) AND value IS NOT NULL");
@@ -272,6 +315,7 @@ std::vector<std::string> AddressBookDatabase::values() const {
 }
 
 std::int64_t AddressBookDatabase::version() const {
+  beginQuestion();
   Statement row(*this, "PRAGMA data_version");
   row.next();
   return row.integer(0);
@@ -309,6 +353,7 @@ std::int64_t AddressBookDatabase::insert(const std::string& table,
 std::int64_t AddressBookDatabase::addPerson(const std::string& name,
                                             const std::vector<std::string>& phones,
                                             const std::vector<std::string>& emails) {
+  beginQuestion();
   const std::size_t space = name.find(' ');
   std::vector<Field> fields = {{"First", name.substr(0, space)}, {"Kind", std::int64_t{0}}};
   if (space != std::string::npos) fields.emplace_back("Last", name.substr(space + 1));
@@ -330,6 +375,7 @@ std::int64_t AddressBookDatabase::addPerson(const std::string& name,
 
 std::int64_t AddressBookDatabase::addGroup(const std::string& name,
                                            const std::vector<std::int32_t>& members) {
+  beginQuestion();
   execute("BEGIN IMMEDIATE");
   const std::int64_t group = insert("ABGroup", {{"Name", name}});
   for (const std::int32_t member : members) {
