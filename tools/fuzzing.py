@@ -23,7 +23,8 @@ def fuzz(build, kept, seconds):
         shutil.move(fewest, kept).chmod(0o755)
         return f"keeps {len(list(kept.iterdir()))} inputs"
     result = subprocess.run(
-        [program, f"-max_total_time={seconds}", "-timeout=20", "-rss_limit_mb=2048",
+        [program, f"-max_total_time={seconds}", "-timeout=10", "-rss_limit_mb=1024",
+         "-malloc_limit_mb=256",
          "-print_final_stats=1", f"-artifact_prefix={build}/findings/{kept.name}-", found, kept],
         stderr=subprocess.PIPE, text=True, errors="replace", check=False)
     if result.returncode != 0:

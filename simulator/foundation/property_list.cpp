@@ -491,6 +491,7 @@ std::vector<std::uint8_t> writePropertyList(id root, PropertyListForm form) {
   }
   const std::unique_ptr<char, decltype(&std::free)> owner(raw, &std::free);
   if (raw == nullptr) throw std::bad_alloc();
+  if (length > largestPropertyList) refuseToWrite(tooLarge);
   return {raw, raw + length};
 }
 

@@ -28,7 +28,8 @@ Owned<Object> parsePropertyList(std::span<const std::uint8_t> bytes, std::string
 // The same for a file; a missing or unreadable file gives null and its reason too.
 Owned<Object> readPropertyList(const std::filesystem::path& file, std::string* why = nullptr);
 
-// An object of another kind inside raises NSInvalidArgumentException.
+// An object of another kind inside raises NSInvalidArgumentException, and so does a list that would
+// be refused when it is read again.
 std::vector<std::uint8_t> writePropertyList(id root, PropertyListForm form);
 
 // Replaces the file whole: the new content is written beside it and renamed into place. Makes the

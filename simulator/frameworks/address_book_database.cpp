@@ -163,7 +163,7 @@ void AddressBookDatabase::openFile(const std::string& name, int flags) {
   // Nor do triggers run: the phone's own call functions that only its own SQLite has.
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-  execute("PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY");
+  execute("PRAGMA temp_store = MEMORY");
 }
 
 // SQLite itself takes the missing end of a truncated file's last page for zeros.
