@@ -26,7 +26,7 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 // A list may hold so many objects, shared ones counted at each place where they stand.
-constexpr std::uint64_t mostObjects = 200'000;
+constexpr std::uint64_t mostObjects = 100'000;
 
 // The bytes are no property list that can be used, and why. Never leaves this file.
 struct Malformed : std::runtime_error {

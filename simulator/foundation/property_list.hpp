@@ -17,7 +17,7 @@ enum class PropertyListForm { binary, xml };
 // Nested deeper than this, a property list is refused, as the platform's own parser refuses it.
 inline constexpr int deepestPropertyList = 512;
 
-// So is a larger one, and one of more than 200,000 objects. The largest list that is read here on a
+// So is a larger one, and one of more than 100,000 objects. The largest list that is read here on a
 // phone holds some hundred favourites: below 100 kB and 2,000 objects.
 inline constexpr std::size_t largestPropertyList = 4u << 20;
 
