@@ -100,13 +100,16 @@ Bytes binaryOf(const std::vector<Bytes>& objects) {
   return file;
 }
 
-// A chain of arrays whose root refers to all of them, the innermost first: reading it never
-// follows a long path, and yet the last ones are deep.
+// A chain of arrays whose root refers to each hundredth of them, the innermost first: reading it
+// never follows a long path, and yet the last ones are deep.
 Bytes chainFromWithin() {
-  std::vector<std::size_t> all = {1};
+  std::vector<std::size_t> hundredths;
   std::vector<Bytes> objects = {{}, {0x09}};
-  for (; all.size() < 600; all.push_back(all.size() + 1)) objects.push_back(arrayOf({all.size()}));
-  objects[0] = arrayOf(all);
+  while (objects.size() <= 600) {
+    objects.push_back(arrayOf({objects.size() - 1}));
+    if (objects.size() % 100 == 0) hundredths.push_back(objects.size() - 1);
+  }
+  objects[0] = arrayOf(hundredths);
   return binaryOf(objects);
 }
 
