@@ -41,7 +41,10 @@ void Session::post(const std::string& name) {
   if (keepsLogging_) library().enableDebugLogging = true;
 }
 
-Lines Session::takeLog() const { return device_.log.take(); }
+Lines Session::takeLog() const {
+  device_.throwKeptFailure();
+  return device_.log.take();
+}
 
 Lines Session::logOf(const std::function<void()>& ask) {
   const bool before = std::exchange(library().enableDebugLogging, true);

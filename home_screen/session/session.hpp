@@ -95,7 +95,8 @@ class Session {
   // Posts a Darwin notification; a name without a dot is one of the library's own.
   void post(const std::string& name);
 
-  // What has been logged since the last look.
+  // What has been logged since the last look, by which every answer is told. Throws DeviceError
+  // when a file of the phone could not be read meanwhile: then the answer would be a wrong one.
   Lines takeLog() const;
   // What is logged while `ask` runs, with debug logging on and afterwards as before. What was in
   // the log is dropped.

@@ -1,6 +1,7 @@
 // What every part of the phone may ask: where its files lie, what time it is, and the log.
 #pragma once
 
+#include <exception>
 #include <filesystem>
 #include <mutex>
 #include <string>
@@ -54,9 +55,36 @@ class SystemLog {
 struct Context : Current<Context> {
   explicit Context(std::filesystem::path directory) : root(std::move(directory)) {}
 
+  // Why a service gave its caller nothing, where the platform has no way to say so: what is
+  // answered from then on can't be trusted. The first is kept until it is taken. Any thread.
+  void keepFailure(std::exception_ptr failure) {
+    const std::lock_guard lock(failureMutex_);
+    if (failure_ == nullptr) failure_ = std::move(failure);
+  }
+  void throwKeptFailure() {
+    const std::unique_lock lock(failureMutex_);
+    if (failure_ != nullptr) std::rethrow_exception(std::exchange(failure_, nullptr));
+  }
+
   const std::filesystem::path root;  // of the phone's file system
   Clock clock;
   SystemLog log;
+
+ private:
+  std::mutex failureMutex_;
+  std::exception_ptr failure_;
 };
+
+// For a function of the platform that never raises: what `ask` gives, or nothing with the failure
+// kept.
+template <class Ask>
+auto orNothing(Ask ask) noexcept -> decltype(ask()) {
+  try {
+    return ask();
+  } catch (...) {
+    Context::current().keepFailure(std::current_exception());
+    return decltype(ask())();
+  }
+}
 
 }  // namespace simulator

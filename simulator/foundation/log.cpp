@@ -9,8 +9,10 @@ double NSFoundationVersionNumber = 1240.1;  // that of iOS 9.0
 void NSLog(NSString* format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  std::string text = simulator::formatted(simulator::toUtf8(format), arguments);
+  simulator::orNothing([&] {
+    std::string text = simulator::formatted(simulator::toUtf8(format), arguments);
+    simulator::traceCall("NSLog", text);
+    simulator::Context::current().log.write(std::move(text));
+  });
   va_end(arguments);
-  simulator::traceCall("NSLog", text);
-  simulator::Context::current().log.write(std::move(text));
 }

@@ -81,14 +81,6 @@ AddressBookStore::AddressBookStore(const std::filesystem::path& root) : root_(ro
 
 AddressBookStore::~AddressBookStore() = default;
 
-std::filesystem::path AddressBookStore::database() const {
-  return root_ / "var/mobile/Library/AddressBook/AddressBook.sqlitedb";
-}
-
-std::filesystem::path AddressBookStore::favourites() const {
-  return root_ / "var/mobile/Library/Preferences/com.apple.mobilephone.speeddial.plist";
-}
-
 void AddressBookStore::check() const {
   // Damage shows only where a page is read, so everything is.
   people();
@@ -219,16 +211,6 @@ Handle handOver(Owned<T> object) {
   return static_cast<Handle>(static_cast<id>(object.release()));
 }
 
-// What `read` gives, or null where the file can't be read.
-template <class Read>
-auto nullOnError(Read read) -> decltype(read()) {
-  try {
-    return read();
-  } catch (const std::exception&) {
-    return nullptr;
-  }
-}
-
 Owned<String> stringOf(const AddressBookDatabase::Text& text) {
   return text ? own(makeString(*text)) : Owned<String>();
 }
@@ -298,7 +280,7 @@ ABAddressBookRef ABAddressBookCreateWithOptions(CFDictionaryRef, CFErrorRef* err
   if (failsNow(Fault::ABAddressBookCreateWithOptions)) return nullptr;
   const AddressBookStore& store = AddressBookStore::current();
   if (!store.present) return nullptr;
-  return nullOnError([&] {
+  return orNothing([&] {
     auto book = own(make<Book>());
     book->database = std::make_shared<AddressBookDatabase>(store.database(), Access::read);
     return handOver<ABAddressBookRef>(std::move(book));
@@ -307,19 +289,24 @@ ABAddressBookRef ABAddressBookCreateWithOptions(CFDictionaryRef, CFErrorRef* err
 
 void ABAddressBookRequestAccessWithCompletion(ABAddressBookRef book,
                                               const BlockLiteral* completion) noexcept {
+  using Invoke = void (*)(const BlockLiteral*, bool, CFErrorRef);
   const bool granted = !failsNow(Fault::ABAddressBookRequestAccessWithCompletion) &&
                        AddressBookStore::current().accessGranted;
-  DispatchQueue::current().async([block = copyOf(completion), granted, held = bookOf(book)] {
-    using Invoke = void (*)(const BlockLiteral*, bool, CFErrorRef);
-    heldByCompletion = held;
-    reinterpret_cast<Invoke>(block->invoke)(block.get(), granted, nullptr);
+  const bool queued = orNothing([&] {
+    DispatchQueue::current().async([block = copyOf(completion), granted, held = bookOf(book)] {
+      heldByCompletion = held;
+      reinterpret_cast<Invoke>(block->invoke)(block.get(), granted, nullptr);
+    });
+    return true;
   });
+  // Somebody may wait for the completion.
+  if (!queued) reinterpret_cast<Invoke>(completion->invoke)(completion, false, nullptr);
 }
 
 ABRecordRef ABAddressBookGetGroupWithRecordID(ABAddressBookRef book, ABRecordID group) noexcept {
   Book* const opened = bookOf(book);
   if (failsNow(Fault::ABAddressBookGetGroupWithRecordID) || opened == nullptr) return nullptr;
-  return nullOnError([&]() -> ABRecordRef {
+  return orNothing([&]() -> ABRecordRef {
     const auto row = opened->database->group(group);
     return row ? static_cast<ABRecordRef>(static_cast<id>(groupOf(*opened, *row))) : nullptr;
   });
@@ -328,7 +315,7 @@ ABRecordRef ABAddressBookGetGroupWithRecordID(ABAddressBookRef book, ABRecordID 
 CFArrayRef ABAddressBookCopyArrayOfAllGroups(ABAddressBookRef book) noexcept {
   Book* const opened = bookOf(book);
   if (failsNow(Fault::ABAddressBookCopyArrayOfAllGroups) || opened == nullptr) return nullptr;
-  return nullOnError([&] {
+  return orNothing([&] {
     auto list = own(makeArray());
     for (const auto& row : opened->database->groups()) append(list.get(), groupOf(*opened, row));
     return handOver<CFArrayRef>(std::move(list));
@@ -340,7 +327,7 @@ CFArrayRef ABGroupCopyArrayOfAllMembers(ABRecordRef group) noexcept {
   if (failsNow(Fault::ABGroupCopyArrayOfAllMembers) || record == nullptr || !record->database) {
     return nullptr;
   }
-  return nullOnError([&] {
+  return orNothing([&] {
     auto list = own(makeArray());
     for (const auto& row : record->database->membersOf(record->recordId)) {
       append(list.get(), personOf(row).get());
@@ -392,11 +379,13 @@ CFArrayRef ABMultiValueCopyArrayOfAllValues(ABMultiValueRef values) noexcept {
   if (failsNow(Fault::ABMultiValueCopyArrayOfAllValues)) return nullptr;
   const MultiValue* const known = multiValueOf(values);
   if (known == nullptr) return nullptr;
-  auto list = own(makeArray());
-  for (const auto& value : known->values) {
-    if (value) append(list.get(), value.get());  // a list holds no null
-  }
-  return handOver<CFArrayRef>(std::move(list));
+  return orNothing([&] {
+    auto list = own(makeArray());
+    for (const auto& value : known->values) {
+      if (value) append(list.get(), value.get());  // a list holds no null
+    }
+    return handOver<CFArrayRef>(std::move(list));
+  });
 }
 
 }  // extern "C"

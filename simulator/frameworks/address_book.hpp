@@ -65,8 +65,12 @@ class AddressBookStore : public Current<AddressBookStore> {
   bool present = true;
   bool accessGranted = true;
 
-  std::filesystem::path database() const;    // var/mobile/Library/AddressBook/AddressBook.sqlitedb
-  std::filesystem::path favourites() const;  // …/Preferences/com.apple.mobilephone.speeddial.plist
+  // From the root of the phone's file system.
+  static constexpr const char* databaseFile = "var/mobile/Library/AddressBook/AddressBook.sqlitedb";
+  static constexpr const char* favouritesFile =
+      "var/mobile/Library/Preferences/com.apple.mobilephone.speeddial.plist";
+  std::filesystem::path database() const { return root_ / databaseFile; }
+  std::filesystem::path favourites() const { return root_ / favouritesFile; }
 
  private:
   using FileState = std::array<std::int64_t, 5>;

@@ -232,10 +232,6 @@ BulletinBoard::BulletinBoard(const std::filesystem::path& root)
   loadStoredOverrides();
 }
 
-std::filesystem::path BulletinBoard::overridesFile() const {
-  return root_ / "var/mobile/Library/BulletinBoard/BehaviorOverrides.plist";
-}
-
 void BulletinBoard::check() const {
   if (!std::filesystem::exists(overridesFile())) return;
   std::string why;

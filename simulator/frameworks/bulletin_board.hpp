@@ -85,7 +85,10 @@ class BulletinBoard : public Current<BulletinBoard> {
 
   id server() const { return server_.get(); }
   id gateway() const { return gateway_.get(); }
-  std::filesystem::path overridesFile() const;  // var/mobile/Library/BulletinBoard/…
+
+  static constexpr const char* storedOverrides =  // from the root of the phone's file system
+      "var/mobile/Library/BulletinBoard/BehaviorOverrides.plist";
+  std::filesystem::path overridesFile() const { return root_ / storedOverrides; }
 
  private:
   void loadStoredOverrides();

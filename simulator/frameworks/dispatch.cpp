@@ -83,9 +83,11 @@ using simulator::Semaphore;
 
 dispatch_semaphore_t dispatch_semaphore_create(std::intptr_t value) noexcept {
   if (value < 0 || simulator::failsNow(simulator::Fault::dispatch_semaphore_create)) return nullptr;
-  auto* const semaphore = simulator::make<Semaphore>();
-  semaphore->count = value;
-  return reinterpret_cast<dispatch_semaphore_t>(static_cast<id>(semaphore));
+  return simulator::orNothing([&] {
+    auto* const semaphore = simulator::make<Semaphore>();
+    semaphore->count = value;
+    return reinterpret_cast<dispatch_semaphore_t>(static_cast<id>(semaphore));
+  });
 }
 
 // Only the wait without a limit exists here, since nothing asks for another.

@@ -74,7 +74,9 @@ void CFNotificationCenterAddObserver(CFNotificationCenterRef center, const void*
   if (center != darwinCenter() || name == nullptr || callback == nullptr) {
     simulator::fatal("CFNotificationCenterAddObserver: no Darwin center, no name or no callback");
   }
-  simulator::traceCall("CFNotificationCenterAddObserver", simulator::toUtf8(name),
-                       std::to_string(behavior));
-  simulator::NotificationCenter::current().add({simulator::toUtf8(name), callback});
+  simulator::orNothing([&] {
+    simulator::traceCall("CFNotificationCenterAddObserver", simulator::toUtf8(name),
+                         std::to_string(behavior));
+    simulator::NotificationCenter::current().add({simulator::toUtf8(name), callback});
+  });
 }

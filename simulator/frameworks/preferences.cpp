@@ -60,11 +60,10 @@ Owned<Dictionary> visibleDomain(id application, id user, id host) {
 
 }  // namespace
 
-PreferencesStore::PreferencesStore(const std::filesystem::path& root)
-    : folder_(root / "var/mobile/Library/Preferences") {}
+PreferencesStore::PreferencesStore(const std::filesystem::path& root) : root_(root) {}
 
-std::filesystem::path PreferencesStore::file(const std::string& domain) const {
-  return folder_ / (domain + ".plist");
+std::filesystem::path PreferencesStore::fileOf(const std::string& domain) {
+  return "var/mobile/Library/Preferences/" + domain + ".plist";
 }
 
 void PreferencesStore::check() const {
@@ -83,7 +82,11 @@ Owned<Dictionary> PreferencesStore::changed(const Dictionary* settings, const st
 Owned<Dictionary> PreferencesStore::domain(const std::string& name) const {
   if (standIn_ && name == settingsDomain) return standIn_;
   std::string why;
-  return readDomain(file(name), &why);
+  auto found = readDomain(file(name), &why);
+  if (!found && std::filesystem::exists(file(name))) {
+    Context::current().keepFailure(std::make_exception_ptr(DeviceError(file(name), why)));
+  }
+  return found;
 }
 
 void PreferencesStore::set(const std::string& domain, const std::string& key,
@@ -118,30 +121,34 @@ const CFStringRef kCFPreferencesAnyHost = constant("kCFPreferencesAnyHost");
 
 CFArrayRef CFPreferencesCopyKeyList(CFStringRef application, CFStringRef user,
                                     CFStringRef host) noexcept {
-  if (failsNow(Fault::CFPreferencesCopyKeyList, toUtf8(application))) return nullptr;
-  const auto domain = visibleDomain(application, user, host);
-  if (!domain || domain->entries.empty()) return nullptr;
-  auto keys = own(makeArray());
-  for (const auto& [key, value] : domain->entries) {
-    append(keys.get(), own(makeString(key)).get());
-  }
-  return static_cast<CFArrayRef>(static_cast<id>(keys.release()));
+  return orNothing([&]() -> CFArrayRef {
+    if (failsNow(Fault::CFPreferencesCopyKeyList, toUtf8(application))) return nullptr;
+    const auto domain = visibleDomain(application, user, host);
+    if (!domain || domain->entries.empty()) return nullptr;
+    auto keys = own(makeArray());
+    for (const auto& [key, value] : domain->entries) {
+      append(keys.get(), own(makeString(key)).get());
+    }
+    return static_cast<CFArrayRef>(static_cast<id>(keys.release()));
+  });
 }
 
 CFDictionaryRef CFPreferencesCopyMultiple(CFArrayRef keys, CFStringRef application,
                                           CFStringRef user, CFStringRef host) noexcept {
-  if (failsNow(Fault::CFPreferencesCopyMultiple, toUtf8(application))) return nullptr;
-  const auto domain = visibleDomain(application, user, host);
-  const auto* wanted = as<Array>(keys);
-  if (!domain || wanted == nullptr) return nullptr;
-  auto values = own(makeDictionary());
-  for (const id key : wanted->items) {
-    const auto* name = as<String>(key);
-    if (name == nullptr) continue;
-    const auto entry = domain->entries.find(name->units);
-    if (entry != domain->entries.end()) values->entries.insert(*entry);
-  }
-  return static_cast<CFDictionaryRef>(static_cast<id>(values.release()));
+  return orNothing([&]() -> CFDictionaryRef {
+    if (failsNow(Fault::CFPreferencesCopyMultiple, toUtf8(application))) return nullptr;
+    const auto domain = visibleDomain(application, user, host);
+    const auto* wanted = as<Array>(keys);
+    if (!domain || wanted == nullptr) return nullptr;
+    auto values = own(makeDictionary());
+    for (const id key : wanted->items) {
+      const auto* name = as<String>(key);
+      if (name == nullptr) continue;
+      const auto entry = domain->entries.find(name->units);
+      if (entry != domain->entries.end()) values->entries.insert(*entry);
+    }
+    return static_cast<CFDictionaryRef>(static_cast<id>(values.release()));
+  });
 }
 
 }  // extern "C"

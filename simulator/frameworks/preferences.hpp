@@ -43,11 +43,13 @@ class PreferencesStore : public Current<PreferencesStore> {
   void unset(const std::string& domain, const std::string& key);
   void clear(const std::string& domain);  // removes every key; the domain then holds none
 
-  std::filesystem::path file(const std::string& domain) const;
+  // From the root of the phone's file system.
+  static std::filesystem::path fileOf(const std::string& domain);
+  std::filesystem::path file(const std::string& domain) const { return root_ / fileOf(domain); }
 
  private:
   Owned<Dictionary> standIn_;
-  std::filesystem::path folder_;  // var/mobile/Library/Preferences
+  std::filesystem::path root_;
 };
 
 }  // namespace simulator

@@ -2,6 +2,7 @@
 
 #include <deque>
 #include <mutex>
+#include <new>
 #include <unordered_set>
 
 #include "simulator/context/faults.hpp"
@@ -36,7 +37,11 @@ class Census {
   void bury(Object* object) {
     const std::lock_guard lock(mutex_);
     live_.erase(object);
-    zombies_.push_back(object);
+    try {
+      zombies_.push_back(object);
+    } catch (const std::bad_alloc&) {
+      return;  // it stays for good
+    }
     if (zombies_.size() > mostZombies) forgetOldest();
   }
   void forgetZombies() {
