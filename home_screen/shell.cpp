@@ -3,18 +3,23 @@
 // The line editor's header needs the standard one before it.
 #include <editline/readline.h>
 #include <fmt/core.h>
+#include <poll.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <clocale>
+#include <cwchar>
 #include <iostream>
 #include <sstream>
 #include <utility>
 
 #include "home_screen/scenario/player.hpp"
+#include "home_screen/session/interruption.hpp"
 #include "home_screen/show/text.hpp"
 
 namespace home_screen {
@@ -59,13 +64,66 @@ char** complete(const char* word, int start, int) {
   return rl_completion_matches(word, &nextCandidate);
 }
 
+// ---- Keys --------------------------------------------------------------------------------------
+
+// The editor itself would read on after a signal.
+class Keys {
+ public:
+  // From now on Ctrl-C gives up a line or a question.
+  static void take() {
+    rl_catch_signals = 0;
+    rl_getc_function = &next;
+    struct sigaction action {};
+    action.sa_handler = [](int signal) {
+      if (signal == SIGINT) interrupted = true;
+    };
+    action.sa_flags = SA_RESTART;
+    for (const int signal : signals) ::sigaction(signal, &action, nullptr);
+  }
+
+ private:
+  static constexpr int signals[] = {SIGINT, SIGCONT, SIGWINCH};
+  static constexpr auto incomplete = static_cast<std::size_t>(-2);
+
+  // The next character, or -1 at the end of the input and when the line is given up.
+  static int next(FILE*) {
+    std::mbstate_t state{};
+    wchar_t character = 0;
+    for (char unit = 0; waitForKey() && ::read(STDIN_FILENO, &unit, 1) == 1;) {
+      const std::size_t length = std::mbrtowc(&character, &unit, 1, &state);
+      if (length == incomplete) continue;
+      return length <= 1 ? static_cast<int>(character) : L'\uFFFD';
+    }
+    return -1;
+  }
+
+  static bool waitForKey() {
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    sigset_t awaited{};
+    sigset_t before{};
+    ::sigemptyset(&awaited);
+    for (const int signal : signals) ::sigaddset(&awaited, signal);
+    ::sigprocmask(SIG_BLOCK, &awaited, &before);
+    while (!interrupted && ::ppoll(&input, 1, nullptr, &before) < 0 && errno == EINTR) {
+      if (interrupted) break;
+      rl_resize_terminal();
+      rl_forced_update_display();
+    }
+    ::sigprocmask(SIG_SETMASK, &before, nullptr);
+    return !interrupted;
+  }
+};
+
 // ---- Lines -------------------------------------------------------------------------------------
 
+// An empty one when it is given up.
 std::optional<std::string> typedLine() {
   std::fflush(stdout);
+  interrupted = false;
   char* typed = ::readline("hushlane> ");
   if (typed == nullptr) {
-    fmt::print("\n");
+    fmt::print("{}\n", interrupted ? "^C" : "");
+    if (interrupted.exchange(false)) return "";
     return std::nullopt;
   }
   std::string line = typed;
@@ -76,8 +134,9 @@ std::optional<std::string> typedLine() {
 
 std::optional<std::string> pipedLine() {
   std::string line;
-  if (!std::getline(std::cin, line)) return std::nullopt;
-  return line;
+  if (std::getline(std::cin, line)) return line;
+  refuseBrokenInput();
+  return std::nullopt;
 }
 
 // ---- The shell ---------------------------------------------------------------------------------
@@ -93,6 +152,7 @@ class Shell {
     if (interactive_) {
       std::setlocale(LC_CTYPE, "");
       rl_attempted_completion_function = &complete;
+      Keys::take();
       fmt::print(
           "The scenario language; `help` lists it, Tab completes, `quit` or Ctrl-D leaves.\n");
     }
@@ -110,6 +170,9 @@ class Shell {
       } catch (const ScenarioError& error) {
         complain(error.what());
         result_ = wrongUsage;
+      } catch (const GivenUp&) {
+        fmt::print("\n");  // behind the ^C that the terminal shows
+        complain("given up");
       }
     }
     return interactive_ ? asExpected : result_;

@@ -13,6 +13,17 @@ const double defaultFoundationVersion = NSFoundationVersionNumber;
 
 }  // namespace
 
+std::vector<std::filesystem::path> filesOfAPhone() {
+  const std::string database = AddressBookStore::databaseFile;
+  return {PreferencesStore::fileOf(settingsDomain),
+          AddressBookStore::favouritesFile,
+          database,
+          database + "-journal",
+          database + "-wal",
+          database + "-shm",
+          BulletinBoard::storedOverrides};
+}
+
 Device::Device(std::filesystem::path directory)
     : Context(std::move(directory)), preferences(root), addressBook(root), bulletinBoard(root) {}
 
@@ -38,7 +49,7 @@ void Device::setLocalTime(LocalSeconds local) {
 
 // The host wakes at every moment at which an override may begin or end: the boundaries of the
 // periods, midnight, and a change of the clocks.
-void Device::advance(std::chrono::seconds by) {
+void Device::advance(std::chrono::seconds by, const std::function<void()>& meanwhile) {
   using std::chrono::minutes;
   const std::chrono::sys_seconds end = clock.now() + by;
   std::vector<minutes> boundaries = bulletinBoard.scheduleBoundaries();
@@ -47,6 +58,7 @@ void Device::advance(std::chrono::seconds by) {
     auto local = clock.local(clock.now());
     for (auto moment = std::chrono::floor<minutes>(clock.now()) + minutes(1); moment < end;
          moment += minutes(1)) {
+      meanwhile();
       const auto previous = std::exchange(local, clock.local(moment));
       const auto timeOfDay =
           std::chrono::floor<minutes>(local - std::chrono::floor<std::chrono::days>(local));

@@ -7,6 +7,8 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
+#include <vector>
 
 #include "simulator/context/context.hpp"
 #include "simulator/context/device_error.hpp"
@@ -17,6 +19,9 @@
 #include "simulator/frameworks/preferences.hpp"
 
 namespace simulator {
+
+// The files that a phone's services read, from the root of its file system.
+std::vector<std::filesystem::path> filesOfAPhone();
 
 class Device : public Context {
  public:
@@ -32,9 +37,11 @@ class Device : public Context {
   // The NSFoundationVersionNumber of the host. To be set before a library is loaded.
   void setFoundationVersion(double version);
 
-  // Moves the time; the host asks the overrides again.
+  // Moves the time; the host asks the overrides again. `meanwhile` is called often on a long way,
+  // and what it throws ends it.
   void setLocalTime(LocalSeconds local);
-  void advance(std::chrono::seconds by);
+  void advance(
+      std::chrono::seconds by, const std::function<void()>& meanwhile = [] {});
 
   // Posts a Darwin notification, delivers all that is pending, and asks the overrides again.
   void post(const std::string& name);

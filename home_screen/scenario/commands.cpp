@@ -9,6 +9,7 @@
 
 #include "home_screen/ask/exported.hpp"
 #include "home_screen/ask/message.hpp"
+#include "home_screen/session/interruption.hpp"
 #include "simulator/device.hpp"
 
 namespace home_screen {
@@ -237,7 +238,8 @@ constexpr Command commands[] = {
     {"clock", localTimeWords, "sets the phone's local time",
      does([](Stage& on, LocalTime time) { on.phone().setLocalTime(time); })},
     {"advance", "DURATION", "moves the time on, such as by 2h30m",
-     does([](Stage& on, std::chrono::seconds by) { on.phone().advance(by); })},
+     does(
+         [](Stage& on, std::chrono::seconds by) { on.phone().advance(by, &giveUpIfInterrupted); })},
     {"set", "KEY VALUE", "writes a preference; strings in quotes",
      does([](Stage& on, const std::string& key, const simulator::PreferenceValue& value) {
        on.phone().preferences.set(settingsDomain, key, value);

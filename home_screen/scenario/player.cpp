@@ -1,5 +1,6 @@
 #include "home_screen/scenario/player.hpp"
 
+#include "home_screen/session/interruption.hpp"
 #include "simulator/device.hpp"
 #include "simulator/runtime/object.hpp"
 
@@ -18,9 +19,13 @@ Outcome Player::run(const Statement& statement) {
   Outcome outcome{statement.line, statement.text, {}, {}, expectation, {}};
   try {
     const simulator::AutoreleasePool pool;
+    giveUpIfInterrupted();
     outcome.output = statement.action(stage_);
   } catch (const simulator::PlatformException& exception) {
     outcome.output = {std::string("raised ") + exception.what()};
+  } catch (const GivenUp&) {
+    stage_.session.takeLog();  // the next statement's is its own
+    throw;
   }
   if (expectation && !outcome.output.empty()) outcome.failure = outcome.output.front();
   if (expectation) outcome.output.clear();

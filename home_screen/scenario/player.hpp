@@ -17,7 +17,7 @@ class Player {
   Outcome start();
 
   // Runs one statement. Only those that come before the start may run before `start`. Throws
-  // DeviceError; an exception of the platform becomes an output line.
+  // DeviceError and GivenUp; an exception of the platform becomes an output line.
   Outcome run(const Statement& statement);
 
  private:

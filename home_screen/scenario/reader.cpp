@@ -1,7 +1,10 @@
 #include "home_screen/scenario/reader.hpp"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <istream>
+#include <system_error>
 #include <utility>
 
 namespace home_screen {
@@ -116,6 +119,12 @@ std::vector<Statement> readScenario(std::istream& stream, const std::string& fil
   }
   if (!stream.eof()) throw ScenarioError(file + ": can't be read; expected a scenario file");
   return statements;
+}
+
+void refuseBrokenInput() {
+  if (std::ferror(stdin) == 0) return;
+  throw ScenarioError("standard input: " + std::generic_category().message(errno) +
+                      "; expected a scenario");
 }
 
 }  // namespace home_screen

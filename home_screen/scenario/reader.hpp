@@ -47,4 +47,8 @@ class ScenarioReader {
 // Throws ScenarioError for the first wrong line, and when the stream can't be read.
 std::vector<Statement> readScenario(std::istream& stream, const std::string& file, People people);
 
+// At the end of standard input: throws ScenarioError when it is none, since it could not be read.
+// Until then nothing else may be called that fails.
+void refuseBrokenInput();
+
 }  // namespace home_screen

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <functional>
 
+#include "home_screen/session/interruption.hpp"
+
 namespace home_screen {
 
 struct Progress {
@@ -26,8 +28,9 @@ class Steps {
     if (show_) show_({progress_.what, progress_.done, 0});
   }
 
-  // Before each step.
+  // Before each step. Throws GivenUp.
   void next() {
+    giveUpIfInterrupted();
     if (show_) show_(progress_);
     ++progress_.done;
   }

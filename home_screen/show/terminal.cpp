@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <new>
 
 #include "home_screen/session/notation.hpp"
 
@@ -86,9 +87,13 @@ void ProgressLine::wipe() {
   start_.reset();
 }
 
-void complain(const std::string& complaint) {
+void complain(const std::string& complaint) noexcept {
   std::fflush(stdout);
-  fmt::print(stderr, "{}\n", printable(complaint));
+  try {
+    std::fputs((printable(complaint) + '\n').c_str(), stderr);
+  } catch (const std::bad_alloc&) {
+    std::fputs("out of memory\n", stderr);
+  }
 }
 
 }  // namespace home_screen

@@ -43,10 +43,11 @@ class ProgressLine {
   bool shown_ = false;
 };
 
-// What the program's exit status tells scripts; of several, the greatest counts.
+// What the program's exit status tells scripts; of several, the greatest counts. Wrong usage is
+// also what the program can't work with: no memory, no temporary directory, no output.
 enum ExitStatus { asExpected = 0, expectationFailed = 1, wrongUsage = 2, unreadableDevice = 3 };
 
-// One line on standard error, after all output so far.
-void complain(const std::string& complaint);
+// One line on standard error, after all output so far; nothing where that can't be written.
+void complain(const std::string& complaint) noexcept;
 
 }  // namespace home_screen
