@@ -1,8 +1,15 @@
 // hushlane-sim: the simulated phone's home screen, for people. Loads the library as the phone's
 // loader does, and never links it.
 //
-// Exit status: 0 as expected; 1 an expectation failed; 2 wrong usage or a wrong scenario; 3 the
-// device directory or a file in it can't be read.
+// Exit status: 0 as expected; 1 an expectation failed; 2 wrong usage, a wrong scenario, or no
+// memory, no temporary directory or no output; 3 the device directory or a file in it can't be
+// read. What a signal ends, ends as one that the signal killed: 128 and its number, as a shell sees
+// it.
+//
+// Nothing is left behind: session/worker.hpp says how.
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
@@ -12,12 +19,14 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <new>
 #include <string>
 #include <system_error>
 
 #include "home_screen/demo.hpp"
 #include "home_screen/scenario/player.hpp"
 #include "home_screen/session/scratch_phone.hpp"
+#include "home_screen/session/worker.hpp"
 #include "home_screen/shell.hpp"
 #include "home_screen/show/json.hpp"
 #include "home_screen/show/terminal.hpp"
@@ -43,10 +52,58 @@ std::string defaultLibrary() {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "libhushlane.so";
 }
 
+// ---- Endings -----------------------------------------------------------------------------------
+
+// What is being done, for complaints that don't say it themselves; and one that is made while there
+// is memory for it.
+std::string activity = "hushlane-sim";
+std::string outOfMemory = activity + ": out of memory\n";
+
+ExitStatus complainAboutOutput(int problem) {
+  complain("standard output: " + std::generic_category().message(problem));
+  return wrongUsage;
+}
+
+// The result of `work`, or of the exception that ends it.
+int statusOf(const std::function<int()>& work) try {
+  const int status = work();
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+  return complainAboutOutput(errno);
+} catch (const PhoneError& error) {
+  complain(error.what());
+  return unreadableDevice;
+} catch (const std::bad_alloc&) {
+  std::fflush(stdout);
+  std::fputs(outOfMemory.c_str(), stderr);
+  return wrongUsage;
+} catch (const std::system_error& error) {
+  if (std::ferror(stdout) != 0) return complainAboutOutput(error.code().value());
+  complain(activity + ": " + error.what());
+  return wrongUsage;
+} catch (const std::exception& error) {
+  complain(error.what());
+  return wrongUsage;
+}
+
+// Where an exception can't pass: a function of the platform that never raises, a destructor, the
+// start of a thread. To a phone's process the want of memory is the end as well.
+[[noreturn]] void endAtException() {
+  if (const std::exception_ptr exception = std::current_exception()) {
+    std::_Exit(statusOf([&]() -> int { std::rethrow_exception(exception); }));
+  }
+  if (std::uncaught_exceptions() == 0) std::abort();
+  complain(activity + ": a failure where none may pass, such as no memory");
+  std::_Exit(wrongUsage);
+}
+
 // ---- Commands ----------------------------------------------------------------------------------
 
 std::vector<Statement> readScenarioFile(const std::string& file, People people) {
-  if (file == "-") return readScenario(std::cin, "standard input", std::move(people));
+  if (file == "-") {
+    auto scenario = readScenario(std::cin, "standard input", std::move(people));
+    refuseBrokenInput();
+    return scenario;
+  }
   std::error_code ignored;
   if (std::filesystem::is_directory(file, ignored)) {
     throw ScenarioError(file + ": is a directory; expected a scenario file");
@@ -59,13 +116,14 @@ std::vector<Statement> readScenarioFile(const std::string& file, People people) 
   return readScenario(stream, file, std::move(people));
 }
 
-int playFile(Session& session, const Options& options) {
+ExitStatus playFile(Session& session, const Options& options) {
   if (options.trace) session.keepLogging();
   const auto scenario = readScenarioFile(options.scenario, peopleOf(session));
-  return play(scenario, session, [&options](const Outcome& outcome) {
+  const int failures = play(scenario, session, [&options](const Outcome& outcome) {
     options.json ? showJson(outcome) : showText(outcome, options.trace);
     complainAboutFailure(outcome, options.scenario == "-" ? "standard input" : options.scenario);
   });
+  return failures > 0 ? expectationFailed : asExpected;
 }
 
 // ---- Questions ---------------------------------------------------------------------------------
@@ -141,10 +199,13 @@ void addQuestionOptions(CLI::App& command, unsigned takes, Options& options) {
   if ((takes & json) != 0) command.add_flag("--json", options.json, "one object");
 }
 
+using Use = std::function<ExitStatus(Session&)>;
+
+// Reads the command line, and uses a scratch phone as it says.
 int run(int argc, char** argv) {
   Options options;
   options.choice.library = defaultLibrary();
-  int status = asExpected;
+  Use use;
 
   CLI::App app("A phone on a desk: shows which messages get through while Do Not Disturb is on.");
   app.name("hushlane-sim");
@@ -156,27 +217,21 @@ int run(int argc, char** argv) {
   app.fallthrough();
 
   // A command of the program: what it does in a session on the chosen phone.
-  const auto add = [&](const char* name, const char* help,
-                       const std::function<void(Session&)>& use) {
+  const auto add = [&](const char* name, const char* help, const Use& chosen) {
     CLI::App* command = app.add_subcommand(name, help);
-    command->callback([&options, use] {
-      onScratchPhone(options.choice, &complain, [&use](Session& session) {
-        session.showProgress = [line = ProgressLine()](const Progress& progress) mutable {
-          line.show(progress);
-        };
-        use(session);
-      });
+    command->callback([&use, name, chosen] {
+      activity = name;
+      outOfMemory = activity + ": out of memory\n";
+      use = chosen;
     });
     return command;
   };
 
-  add("demo", "a built-in phone and evening", [&](Session& session) {
-    if (runDemo(session) > 0) status = expectationFailed;
-  });
+  add("demo", "a built-in phone and evening",
+      [](Session& session) { return runDemo(session) > 0 ? expectationFailed : asExpected; });
 
-  CLI::App* playing = add("play", "plays a scenario file", [&](Session& session) {
-    if (playFile(session, options) > 0) status = expectationFailed;
-  });
+  CLI::App* playing = add("play", "plays a scenario file",
+                          [&](Session& session) { return playFile(session, options); });
   playing->add_option("SCENARIO", options.scenario, "the file; - is standard input")
       ->required()
       ->type_name("");
@@ -188,12 +243,13 @@ int run(int argc, char** argv) {
       options.situation.time = parseLocalTime(options.at);
       session.start(options.situation);
       question.answer(session, options);
+      return asExpected;
     });
     addQuestionOptions(*command, question.takes, options);
   }
 
   CLI::App* shell = add("shell", "the scenario language at a prompt",
-                        [&](Session& session) { status = runShell(session, options.trace); });
+                        [&](Session& session) { return runShell(session, options.trace); });
   addScenarioOptions(*shell, options);
 
   try {
@@ -201,7 +257,28 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? asExpected : wrongUsage;
   }
-  return status;
+  return inScratchFolder(options.choice.phone, [&](const std::filesystem::path& folder) {
+    std::set_terminate(&endAtException);
+    return statusOf([&] {
+      return onScratchPhone(options.choice, folder, &complain, [&](Session& session) {
+        session.showProgress = [line = ProgressLine()](const Progress& progress) mutable {
+          line.show(progress);
+        };
+        return use(session);
+      });
+    });
+  });
+}
+
+// ---- The process -------------------------------------------------------------------------------
+
+// A closed stream would be the next file that is opened, and take what is meant for people. In its
+// place comes one that can be neither written nor read, so that either is a failure.
+void occupyClosedStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(stream, F_GETFD) >= 0) continue;
+    ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
 }
 
 }  // namespace
@@ -209,16 +286,6 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   using namespace home_screen;
-  try {
-    const int status = run(argc, argv);
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
-    complain("standard output: " + std::generic_category().message(errno));
-    return wrongUsage;
-  } catch (const PhoneError& error) {
-    complain(error.what());
-    return unreadableDevice;
-  } catch (const std::exception& error) {
-    complain(error.what());
-    return wrongUsage;
-  }
+  occupyClosedStreams();
+  return statusOf([&] { return run(argc, argv); });
 }

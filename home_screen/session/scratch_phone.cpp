@@ -1,10 +1,14 @@
 #include "home_screen/session/scratch_phone.hpp"
 
-#include <stdlib.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
+#include <new>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "home_screen/session/session.hpp"
 #include "simulator/device.hpp"
@@ -14,86 +18,142 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* copiedFolders[] = {
-    "var/mobile/Library/AddressBook",
-    "var/mobile/Library/BulletinBoard",
-    "var/mobile/Library/Preferences",
-};
+std::string problemText() { return std::generic_category().message(errno); }
 
-// A directory of its own that goes away with this.
-class ScratchFolder {
+// ---- Files -------------------------------------------------------------------------------------
+
+class File {
  public:
-  ScratchFolder() {
-    std::string pattern = (fs::temp_directory_path() / "hushlane-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) {
-      throw PhoneError(pattern + ": " + std::generic_category().message(errno) +
-                       ", expected a folder for a scratch phone");
-    }
-    path = pattern;
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-  ~ScratchFolder() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
+  File(const fs::path& path, int flags)
+      : descriptor_(::open(path.c_str(), flags | O_CLOEXEC, S_IRUSR | S_IWUSR)) {}
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File() { close(); }
 
-  fs::path path;
+  int descriptor() const { return descriptor_; }
+  bool isOpen() const { return descriptor_ >= 0; }
+  bool close() { return !isOpen() || ::close(std::exchange(descriptor_, -1)) == 0; }
+
+ private:
+  int descriptor_;
 };
 
-// The copy can be written even where the original can't.
-void copyFile(const fs::path& from, const fs::path& to) {
-  fs::create_directories(to.parent_path());
-  fs::copy_file(from, to);
-  fs::permissions(to, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::add);
-}
-
-void copyFolder(const fs::path& original, const fs::path& copy) {
-  if (!fs::exists(original)) return;
-  fs::create_directories(copy);
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(original)) {
-    const fs::path to = copy / entry.path().lexically_relative(original);
-    if (fs::is_directory(entry.symlink_status())) {
-      fs::create_directories(to);
-    } else if (entry.is_regular_file()) {
-      copyFile(entry.path(), to);
+// One of the phone's own files.
+class OriginalFile {
+ public:
+  OriginalFile(const fs::path& phone, const fs::path& file)
+      : name_((phone / file).string()), file_(name_, O_RDONLY | O_NONBLOCK | O_NOCTTY) {
+    if (file_.isOpen()) {
+      struct stat found {};
+      if (::fstat(file_.descriptor(), &found) != 0) refuse(problemText());
+      if (!S_ISREG(found.st_mode)) refuse("not a regular file");
+    } else if (errno == ENXIO) {  // a socket
+      refuse("not a regular file");
+    } else if (const std::string problem = problemText(); !isAbsent(phone, file)) {
+      refuse(problem);
     }
   }
-}
 
-void copyPhone(const fs::path& original, const fs::path& copy) try {
-  const std::string name = original.string();
-  if (!fs::exists(original)) {
-    throw PhoneError(name + ": does not exist, expected a phone's directory");
+  const std::string& name() const { return name_; }
+  bool isThere() const { return file_.isOpen(); }
+
+  // The next bytes; 0 at the end.
+  std::size_t read(std::vector<char>& buffer) const {
+    const ssize_t length = ::read(file_.descriptor(), buffer.data(), buffer.size());
+    if (length < 0) refuse(problemText());
+    return static_cast<std::size_t>(length);
   }
-  if (!fs::is_directory(original)) {
-    throw PhoneError(name + ": is no directory, expected a phone's directory");
+
+ private:
+  // Only if it, or a folder on the way, has no entry: a link that leads nowhere is one.
+  static bool isAbsent(const fs::path& phone, const fs::path& file) {
+    fs::path at = phone;
+    for (const fs::path& name : file) {
+      at /= name;
+      struct stat found {};
+      if (::lstat(at.c_str(), &found) != 0) return errno == ENOENT || errno == ENOTDIR;
+      if (::stat(at.c_str(), &found) != 0) return false;
+    }
+    return false;
   }
-  for (const char* folder : copiedFolders) copyFolder(original / folder, copy / folder);
-} catch (const fs::filesystem_error& error) {
-  throw PhoneError(error.path1().string() + ": " + error.code().message() +
-                   ", expected to read it for the scratch phone");
+
+  [[noreturn]] void refuse(const std::string& problem) const {
+    throw PhoneError(name_ + ": " + problem + ", expected to read it for the scratch phone");
+  }
+
+  std::string name_;
+  File file_;
+};
+
+// ---- The copy ----------------------------------------------------------------------------------
+
+class Copy {
+ public:
+  explicit Copy(fs::path folder) : folder_(std::move(folder)) {}
+
+  // The copy can be written even where the original can't.
+  void add(const fs::path& file, const OriginalFile& original) {
+    std::error_code problem;
+    fs::create_directories((folder_ / file).parent_path(), problem);
+    if (problem) refuse(problem.message(), original);
+    File to(folder_ / file, O_WRONLY | O_CREAT | O_EXCL);
+    if (!to.isOpen()) refuse(problemText(), original);
+    while (const std::size_t length = original.read(buffer_)) write(to, length, original);
+    if (!to.close()) refuse(problemText(), original);
+  }
+
+ private:
+  void write(const File& to, std::size_t length, const OriginalFile& original) const {
+    for (std::size_t written = 0; written < length;) {
+      const ssize_t more = ::write(to.descriptor(), buffer_.data() + written, length - written);
+      if (more < 0) refuse(problemText(), original);
+      written += static_cast<std::size_t>(more);
+    }
+  }
+
+  [[noreturn]] void refuse(const std::string& problem, const OriginalFile& original) const {
+    throw std::runtime_error(folder_.parent_path().string() + ": " + problem +
+                             ", expected to write a copy of " + original.name());
+  }
+
+  fs::path folder_;
+  std::vector<char> buffer_ = std::vector<char>(1 << 18);
+};
+
+void copyPhone(const fs::path& original, const fs::path& folder) {
+  const auto refuse = [&](const std::string& problem) {
+    throw PhoneError(original.string() + ": " + problem + ", expected a phone's directory");
+  };
+  struct stat found {};
+  if (::stat(original.c_str(), &found) != 0) {
+    refuse(errno == ENOENT ? "does not exist" : problemText());
+  }
+  if (!S_ISDIR(found.st_mode)) refuse("is no directory");
+  Copy copy(folder);
+  for (const fs::path& file : simulator::filesOfAPhone()) {
+    const OriginalFile from(original, file);
+    if (from.isThere()) copy.add(file, from);
+  }
 }
 
 }  // namespace
 
-void onScratchPhone(const Choice& choice, void (*complain)(const std::string&),
-                    const std::function<void(Session&)>& use) {
-  const ScratchFolder scratch;
-  const std::string copy = scratch.path.string();
-  if (choice.phone) copyPhone(*choice.phone, copy);
+int onScratchPhone(const Choice& choice, const fs::path& folder,
+                   void (*complain)(const std::string&), const std::function<int(Session&)>& use) {
+  if (choice.phone) copyPhone(*choice.phone, folder);
   const auto namingOriginal = [&](std::string complaint) {
+    const std::string copy = folder.string();
     if (choice.phone && complaint.starts_with(copy)) {
       complaint.replace(0, copy.size(), *choice.phone);
     }
     return complaint;
   };
   try {
-    simulator::Device device(copy);
+    simulator::Device device(folder);
     device.check();
     for (const std::string& left : device.bulletinBoard.leftOut()) complain(namingOriginal(left));
     Session session(device, choice.library);
-    use(session);
+    return use(session);
   } catch (const simulator::DeviceError& error) {
     throw PhoneError(namingOriginal(error.what()));
   }

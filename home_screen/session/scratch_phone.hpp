@@ -2,6 +2,7 @@
 // phone's files. The original is only read.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <stdexcept>
@@ -23,10 +24,10 @@ class PhoneError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Copies the folders that the phone's services read, regular files only, and uses the copy. A
-// stored override that can't be used is left out, and `complain` is told. Throws PhoneError, and
-// what `use` throws.
-void onScratchPhone(const Choice& choice, void (*complain)(const std::string&),
-                    const std::function<void(Session&)>& use);
+// Copies the files that the phone's services read into the folder, and uses the copy; gives what
+// `use` gives. A stored override that can't be used is left out, and `complain` is told. Throws
+// PhoneError, std::runtime_error when the folder can't be written, and what `use` throws.
+int onScratchPhone(const Choice& choice, const std::filesystem::path& folder,
+                   void (*complain)(const std::string&), const std::function<int(Session&)>& use);
 
 }  // namespace home_screen

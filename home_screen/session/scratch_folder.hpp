@@ -1,0 +1,32 @@
+// The folder of a scratch phone, in the temporary directory.
+//
+// Whoever uses it holds its lock (flock), and a process that is forked meanwhile holds it as well.
+// A folder of which nobody does is what a killed session has left, and the next session removes it.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace home_screen {
+
+class ScratchFolder {
+ public:
+  // Not below `original`, in which nothing may be written. Throws std::runtime_error with the
+  // temporary directory's name.
+  explicit ScratchFolder(const std::optional<std::string>& original);
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  ~ScratchFolder();
+
+  const std::filesystem::path& path() const { return path_; }
+
+  // May come often. Needs a single free descriptor, and raises nothing.
+  void remove() const noexcept;
+
+ private:
+  std::filesystem::path path_;
+  int lock_ = -1;
+};
+
+}  // namespace home_screen
