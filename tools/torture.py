@@ -186,7 +186,7 @@ def limits(chance):
     """What the program has to do with, and the same in words."""
     name, kind, most = chance.choice((
         *(("", None, 0),) * 6, ("little memory", resource.RLIMIT_AS, chance.randrange(30, 200) << 20),
-        ("few files", resource.RLIMIT_NOFILE, chance.randrange(3, 16)),
+        ("few files", resource.RLIMIT_NOFILE, chance.randrange(8, 20)),
         ("small files", resource.RLIMIT_FSIZE, chance.randrange(0, 200_000))))
 
     def limit():

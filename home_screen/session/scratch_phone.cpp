@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -12,6 +14,7 @@
 
 #include "home_screen/session/session.hpp"
 #include "simulator/device.hpp"
+#include "simulator/foundation/property_list.hpp"
 
 namespace home_screen {
 namespace {
@@ -98,7 +101,14 @@ class Copy {
     if (problem) refuse(problem.message(), original);
     File to(folder_ / file, O_WRONLY | O_CREAT | O_EXCL);
     if (!to.isOpen()) refuse(problemText(), original);
-    while (const std::size_t length = original.read(buffer_)) write(to, length, original);
+    // Of a list that is too large to be read, no more than shows that.
+    std::size_t left = file.extension() == ".plist" ? simulator::largestPropertyList + 1 : SIZE_MAX;
+    while (left > 0) {
+      const std::size_t length = original.read(buffer_);
+      if (length == 0) break;
+      write(to, length, original);
+      left -= std::min(left, length);
+    }
     if (!to.close()) refuse(problemText(), original);
   }
 

@@ -82,7 +82,7 @@ void ProgressLine::show(const Progress& progress) {
 }
 
 void ProgressLine::wipe() {
-  if (shown_) fmt::print(stderr, "\r\x1b[K");
+  if (shown_) std::fputs("\r\x1b[K", stderr);
   shown_ = false;
   start_.reset();
 }

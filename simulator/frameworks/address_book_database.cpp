@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <fstream>
+#include <stdexcept>
 #include <string_view>
 #include <unordered_map>
 
@@ -176,6 +177,9 @@ void AddressBookDatabase::refuseHalfPages() const {
 }
 
 void AddressBookDatabase::fail() const {
+  if (sqlite3_errcode(connection_.get()) == SQLITE_FULL) {  // no fault of the file's
+    throw std::runtime_error(file_.string() + ": no space left to write it");
+  }
   const bool interrupted = sqlite3_errcode(connection_.get()) == SQLITE_INTERRUPT;
   refuse(interrupted ? "reading it takes for ever" : sqlite3_errmsg(connection_.get()));
 }
