@@ -154,8 +154,22 @@ constexpr Question questions[] = {
 // ---- The command line --------------------------------------------------------------------------
 
 void addPhone(CLI::App& command, Options& options) {
-  command.add_option("--device", options.choice.phone, "a copy of this phone; else an empty phone")
+  command
+      .add_option("--device", options.choice.phone,
+                  "a copy of this phone or backup; else an empty one")
       ->type_name("DIR");
+  command
+      .add_option_function<std::string>(
+          "--schedule",
+          [&options](const std::string& text) {
+            options.choice.schedule = parseSchedule(text);
+            if (options.choice.schedule) return;
+            throw CLI::ValidationError(
+                "--schedule", text + " is no schedule; expected such as 22:00-07:00, or off");
+          },
+          "instead of the stored: 22:00-07:00[,...], or off")
+      ->type_name("PERIODS")
+      ->join(',');
 }
 
 void addScenarioOptions(CLI::App& command, Options& options) {

@@ -60,6 +60,7 @@ std::string scheduleReason(Session& session) {
   const ScheduleAnswer answer = askAboutSchedule(session);
   const std::string periods = scheduleText(session);
   if (periods.empty()) return "no schedule is stored";
+  if (!session.knows(PhonePart::schedule)) return "schedule " + periods;
   const std::string schedule = "schedule " + periods;
   const std::string day = weekdayName(answer.weekday);
   if (answer.suppressed()) return fmt::format("{}, but not on {}s", schedule, day);
@@ -118,8 +119,9 @@ Explainer::Explainer(Session& session)
 Explanation Explainer::explain(const std::string& sender) const {
   const auto& [presented, gate] = askAboutMessage(session_, sender);
   const simulator::Clock& clock = session_.device().clock;
-  Explanation explanation{sender,    clock.local(clock.now()),       clock.timeZone(),
-                          presented, {phonesAnswer(session_, gate)}, {}};
+  Explanation explanation{
+      sender, clock.local(clock.now()), clock.timeZone(), presented, {phonesAnswer(session_, gate)},
+      {},     session_.unknown()};
   if (gate.phonePresents) return explanation;
   explanation.chain.push_back(doNotDisturb(session_, gate));
   if (gate.doNotDisturb) addModeConditions(sender, gate, explanation.chain);
@@ -135,6 +137,10 @@ void Explainer::addModeConditions(const std::string& sender, const GateLog& gate
                      gate.presented ? nameOf(directory_.foundIn(*mode, sender)) : ""});
   }
   if (gate.mode > 0) addGroupConditions(sender, gate, chain);
+  if (!knowsWhomToLetThrough(session_, gate.mode)) {
+    chain.back().value = "unknown";
+    chain.back().source = notInBackup;
+  }
 }
 
 void Explainer::addGroupConditions(const std::string& sender, const GateLog& gate,
@@ -159,6 +165,7 @@ void Explainer::addGroupConditions(const std::string& sender, const GateLog& gat
 
 std::string Explainer::settingSource(const std::string& key) const {
   id value = settings_ ? simulator::find(settings_.get(), key) : nullptr;
+  if (!session_.knows(PhonePart::settings)) return key + " is " + unknownPart;
   return key + (value == nullptr ? " is not set" : " is " + simulator::describe(value));
 }
 

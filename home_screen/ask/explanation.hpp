@@ -36,6 +36,7 @@ struct Explanation {
   bool presented = false;
   std::vector<Condition> chain;  // the last one decided
   std::vector<Change> changes;
+  std::vector<PhonePart> unknown;  // what the phone's backup lacks
 };
 
 class Explainer {

@@ -31,4 +31,11 @@ std::string modeName(std::int64_t value) {
   return value > 0 ? fmt::format("group {}", value) : fmt::format("nobody (mode {})", value);
 }
 
+bool knowsWhomToLetThrough(const Session& session, std::int64_t mode) {
+  if (!session.knows(PhonePart::settings)) return false;
+  if (mode == HushlaneAllowedMessageGroupFavorites) return session.knows(PhonePart::favourites);
+  const bool asksAddressBook = mode == HushlaneAllowedMessageGroupAllContacts || mode > 0;
+  return !asksAddressBook || session.knows(PhonePart::addressBook);
+}
+
 }  // namespace home_screen

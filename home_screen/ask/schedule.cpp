@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "home_screen/ask/exported.hpp"
+#include "home_screen/ask/mode.hpp"
 #include "simulator/device.hpp"
 
 namespace home_screen {
@@ -56,6 +57,7 @@ std::string weekdayName(int weekday) {
 }
 
 std::string scheduleText(const Session& session) {
+  if (!session.knows(PhonePart::schedule)) return unknownPart;
   const auto boundaries = session.device().bulletinBoard.scheduleBoundaries();
   std::string text;
   for (std::size_t i = 0; i + 1 < boundaries.size(); i += 2) {
@@ -72,6 +74,8 @@ Calendar askCalendar(Session& session, int numberOfDays) {
   for (const int day : suppressedWeekdays(session)) {
     calendar.suppressedDays.push_back(weekdayName(day));
   }
+  if (!session.knows(PhonePart::settings)) calendar.suppressedDays = {unknownPart};
+  calendar.unknown = session.unknown();
   calendar.timeZone = clock.timeZone();
   calendar.now = clock.local(clock.now());
   calendar.activeNow = askAboutSchedule(session).active;

@@ -24,7 +24,8 @@ ScheduleAnswer askAboutSchedule(Session& session);  // now
 // "Sunday" for 1 to "Saturday" for 7.
 std::string weekdayName(int weekday);
 
-// "22:00-07:00", or several with commas; "" when no override is stored, or none with a period.
+// "22:00-07:00", or several with commas; "" when no override is stored, or none with a period;
+// `unknownPart` where that is not known.
 std::string scheduleText(const Session& session);
 
 struct Calendar {
@@ -52,8 +53,9 @@ struct Calendar {
   std::string timeZone;
   LocalTime now;
   bool activeNow = false;
-  std::vector<Day> days;      // today first
-  std::vector<Event> events;  // from now on
+  std::vector<Day> days;           // today first
+  std::vector<Event> events;       // from now on
+  std::vector<PhonePart> unknown;  // what the phone's backup lacks
 };
 
 // Of so many days, 1 or more. The library is asked about every minute, through the phone's

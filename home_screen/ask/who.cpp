@@ -48,8 +48,11 @@ Who::Person askAbout(Session& session, const simulator::Person& person,
   Who::Person answer{person.name, {}};
   const auto ask = [&](const std::string& value, const std::string& sender) {
     const auto [presented, gate] = askAboutMessage(session, sender);
+    const bool known =
+        !gate.doNotDisturb || gate.phonePresents || knowsWhomToLetThrough(session, gate.mode);
     answer.entries.push_back(
-        {value, presented, reasonNaming(gate, person, value, sender, directory)});
+        {value, presented,
+         known ? reasonNaming(gate, person, value, sender, directory) : unknownPart});
   };
   for (const std::string& number : person.phones) ask(number, senderFrom(number));
   for (const std::string& address : person.emails) ask(address, address);
@@ -113,9 +116,11 @@ Who askWho(Session& session) {
           modeName(library.allowedMessageGroup, directory),
           {},
           library.maxNumOfDigitsToCompare,
+          {},
           {}};
   who.people = askAboutAll(session, directory);
   who.sharedTails = sharedTails(session, directory);
+  who.unknown = session.unknown();
   return who;
 }
 

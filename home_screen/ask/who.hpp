@@ -32,6 +32,7 @@ struct Who {
   std::vector<Person> people;
   std::int64_t digitsCompared;
   std::vector<SharedTail> sharedTails;
+  std::vector<PhonePart> unknown;  // what the phone's backup lacks
 };
 
 Who askWho(Session& session);

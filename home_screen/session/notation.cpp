@@ -79,6 +79,19 @@ std::optional<simulator::DailyPeriod> parseDailyPeriod(std::string_view text) {
   return simulator::DailyPeriod{from, to};
 }
 
+std::optional<std::vector<simulator::DailyPeriod>> parseSchedule(std::string_view text) {
+  std::vector<simulator::DailyPeriod> periods;
+  if (text == "off") return periods;
+  while (true) {
+    const std::size_t end = std::min(text.find(','), text.size());
+    const auto period = parseDailyPeriod(text.substr(0, end));
+    if (!period) return std::nullopt;
+    periods.push_back(*period);
+    if (end == text.size()) return periods;
+    text.remove_prefix(end + 1);
+  }
+}
+
 std::optional<std::chrono::seconds> parseDuration(std::string_view text) {
   static constexpr std::pair<char, int> units[] = {{'d', 86400}, {'h', 3600}, {'m', 60}, {'s', 1}};
   if (text.empty()) return std::nullopt;

@@ -37,6 +37,9 @@ std::string formatTime(const char* format, LocalTime time);
 // "22:00-07:00", of two different times.
 std::optional<simulator::DailyPeriod> parseDailyPeriod(std::string_view text);
 
+// Several of them with commas between, or "off".
+std::optional<std::vector<simulator::DailyPeriod>> parseSchedule(std::string_view text);
+
 // "2h30m": days, hours, minutes and seconds in that order, each at most once and below 100,000.
 std::optional<std::chrono::seconds> parseDuration(std::string_view text);
 

@@ -44,8 +44,8 @@ class File {
 // One of the phone's own files.
 class OriginalFile {
  public:
-  OriginalFile(const fs::path& phone, const fs::path& file)
-      : name_((phone / file).string()), file_(name_, O_RDONLY | O_NONBLOCK | O_NOCTTY) {
+  OriginalFile(std::string name, const fs::path& phone, const fs::path& file)
+      : name_(std::move(name)), file_(phone / file, O_RDONLY | O_NONBLOCK | O_NOCTTY) {
     if (file_.isOpen()) {
       struct stat found {};
       if (::fstat(file_.descriptor(), &found) != 0) refuse(problemText());
@@ -130,42 +130,48 @@ class Copy {
   std::vector<char> buffer_ = std::vector<char>(1 << 18);
 };
 
-void copyPhone(const fs::path& original, const fs::path& folder) {
-  const auto refuse = [&](const std::string& problem) {
-    throw PhoneError(original.string() + ": " + problem + ", expected a phone's directory");
-  };
-  struct stat found {};
-  if (::stat(original.c_str(), &found) != 0) {
-    refuse(errno == ENOENT ? "does not exist" : problemText());
-  }
-  if (!S_ISDIR(found.st_mode)) refuse("is no directory");
+// Without the schedule, where another one stands in for it.
+void copyPhone(const PhoneFiles& original, bool withSchedule, const fs::path& folder) {
   Copy copy(folder);
   for (const fs::path& file : simulator::filesOfAPhone()) {
-    const OriginalFile from(original, file);
+    const auto place = original.placeOf(file);
+    if (!place || (file == simulator::BulletinBoard::storedOverrides && !withSchedule)) continue;
+    const OriginalFile from(original.nameOf(file), original.folder(), *place);
     if (from.isThere()) copy.add(file, from);
   }
+}
+
+// A complaint about a file of the copy, about the original instead.
+std::string namingOriginal(std::string complaint, const PhoneFiles& original,
+                           const fs::path& folder) {
+  for (const fs::path& file : simulator::filesOfAPhone()) {
+    const std::string copy = (folder / file).string();
+    const auto place = original.placeOf(file);
+    if (!place || !complaint.starts_with(copy + ":")) continue;
+    return complaint.replace(0, copy.size(), original.nameOf(file));
+  }
+  return complaint;
 }
 
 }  // namespace
 
 int onScratchPhone(const Choice& choice, const fs::path& folder,
                    void (*complain)(const std::string&), const std::function<int(Session&)>& use) {
-  if (choice.phone) copyPhone(*choice.phone, folder);
-  const auto namingOriginal = [&](std::string complaint) {
-    const std::string copy = folder.string();
-    if (choice.phone && complaint.starts_with(copy)) {
-      complaint.replace(0, copy.size(), *choice.phone);
-    }
-    return complaint;
+  std::optional<PhoneFiles> original;
+  if (choice.phone) copyPhone(original.emplace(*choice.phone), !choice.schedule, folder);
+  const auto named = [&](const std::string& complaint) {
+    return original ? namingOriginal(complaint, *original, folder) : complaint;
   };
   try {
     simulator::Device device(folder);
     device.check();
-    for (const std::string& left : device.bulletinBoard.leftOut()) complain(namingOriginal(left));
+    for (const std::string& left : device.bulletinBoard.leftOut()) complain(named(left));
+    if (choice.schedule) device.bulletinBoard.storeSchedule(*choice.schedule);
     Session session(device, choice.library);
+    if (original) session.original = {original->folder(), original->lacking()};
     return use(session);
   } catch (const simulator::DeviceError& error) {
-    throw PhoneError(namingOriginal(error.what()));
+    throw PhoneError(named(error.what()));
   }
 }
 

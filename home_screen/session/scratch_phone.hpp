@@ -5,28 +5,26 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
-#include <stdexcept>
 #include <string>
+#include <vector>
+
+#include "home_screen/session/phone_files.hpp"
+#include "simulator/frameworks/bulletin_board.hpp"
 
 namespace home_screen {
 
 class Session;
 
 struct Choice {
-  std::optional<std::string> phone;  // its directory; else an empty phone
+  std::optional<std::string> phone;  // what there is of it (see phone_files.hpp); else an empty one
+  std::optional<std::vector<simulator::DailyPeriod>> schedule;  // else the stored one
   std::string library;
 };
 
-// A file of the phone that can't be used: "FILE: what is wrong, and what was expected", where the
-// file is the original's.
-class PhoneError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
 // Copies the files that the phone's services read into the folder, and uses the copy; gives what
-// `use` gives. A stored override that can't be used is left out, and `complain` is told. Throws
-// PhoneError, std::runtime_error when the folder can't be written, and what `use` throws.
+// `use` gives. A stored override that can't be used is left out, and `complain` is told; with a
+// chosen schedule the stored ones are not read at all. Throws PhoneError, std::runtime_error when
+// the folder can't be written, and what `use` throws.
 int onScratchPhone(const Choice& choice, const std::filesystem::path& folder,
                    void (*complain)(const std::string&), const std::function<int(Session&)>& use);
 

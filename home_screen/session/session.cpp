@@ -1,5 +1,6 @@
 #include "home_screen/session/session.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "simulator/device.hpp"
@@ -33,6 +34,17 @@ void Session::start(const Situation& situation) {
   device_.bulletinBoard.refresh();
   if (situation.time) device_.setLocalTime(*situation.time);
   if (situation.doNotDisturb) device_.bulletinBoard.setManualDoNotDisturb(true);
+}
+
+bool Session::knows(PhonePart part) const {
+  return std::ranges::count(original.lacking, part) == 0 ||
+         std::filesystem::exists(device_.root / fileOf(part));
+}
+
+std::vector<PhonePart> Session::unknown() const {
+  std::vector<PhonePart> parts = original.lacking;
+  std::erase_if(parts, [this](PhonePart part) { return knows(part); });
+  return parts;
 }
 
 void Session::post(const std::string& name) {

@@ -5,12 +5,15 @@
 // a library that still uses one stops the program with a message.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "home_screen/session/notation.hpp"
+#include "home_screen/session/phone_files.hpp"
 #include "home_screen/session/progress.hpp"
 #include "hushlane/hushlane.h"
 
@@ -73,6 +76,12 @@ struct Situation {
   bool doNotDisturb = false;      // switched on by hand
 };
 
+// Of what the phone in hand is a copy.
+struct Original {
+  std::filesystem::path folder;    // "" when the phone was empty
+  std::vector<PhonePart> lacking;  // what the folder, a backup, does not hold
+};
+
 class Session {
  public:
   Session(simulator::Device& device, std::string library);
@@ -91,6 +100,13 @@ class Session {
 
   simulator::Device& device() const { return device_; }
   Exports& library() const { return *exports_; }  // once started
+
+  Original original;
+
+  // Where the original lacks a part, the phone answers as if it held nothing, which says nothing
+  // until something else is put in its place.
+  bool knows(PhonePart part) const;
+  std::vector<PhonePart> unknown() const;
 
   // Posts a Darwin notification; a name without a dot is one of the library's own.
   void post(const std::string& name);

@@ -13,6 +13,12 @@ Json toJson(const simulator::PreferenceValue& value) {
   return std::visit([](const auto& held) { return Json(held); }, value);
 }
 
+Lines namesOf(const std::vector<PhonePart>& parts) {
+  Lines names;
+  for (const PhonePart part : parts) names.push_back(describe(part));
+  return names;
+}
+
 void print(const Json& object, int indent) {
   fmt::print("{}\n", object.dump(indent, ' ', true, Json::error_handler_t::replace));
 }
@@ -35,7 +41,8 @@ void showJson(const Explanation& explanation) {
          {"timeZone", explanation.timeZone},
          {"answer", answerName(explanation.presented)},
          {"chain", chain},
-         {"changes", changes}},
+         {"changes", changes},
+         {"unknown", namesOf(explanation.unknown)}},
         2);
 }
 

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "home_screen/show/terminal.hpp"
@@ -10,6 +11,15 @@ namespace home_screen {
 namespace {
 
 std::string moment(LocalTime time) { return formatTime("%a %F %R", time); }
+
+bool holds(const std::vector<PhonePart>& parts, PhonePart part) {
+  return std::ranges::count(parts, part) > 0;
+}
+
+// Below the heading of an answer.
+void showUnknown(const std::vector<PhonePart>& parts) {
+  for (const PhonePart part : parts) fmt::print("Not in this backup: {}\n", describe(part));
+}
 
 // ---- A message explained -----------------------------------------------------------------------
 
@@ -143,9 +153,11 @@ void showLogOf(const Outcome& outcome) {
 }  // namespace
 
 void showText(const Explanation& explanation) {
-  fmt::print("A message from {} at {}:\n\n",
+  fmt::print("A message from {} at {}:\n",
              explanation.sender.empty() ? "\"\"" : printable(explanation.sender),
              moment(explanation.at));
+  showUnknown(explanation.unknown);
+  fmt::print("\n");
   for (const Condition& condition : explanation.chain) showCondition(condition);
   fmt::print("\n  {}\n\n", toned(answerName(explanation.presented),
                                  explanation.presented ? Tone::good : Tone::bad));
@@ -158,9 +170,14 @@ void showText(const Explanation& explanation) {
 }
 
 void showText(const Who& who) {
-  fmt::print("{}: Do Not Disturb {}\n\n", moment(who.at),
+  fmt::print("{}: Do Not Disturb {}\n", moment(who.at),
              who.doNotDisturb ? "on, let through: " + printable(who.letThrough)
-                              : "off, so that all get through");
+             : holds(who.unknown, PhonePart::schedule)
+                 ? "off as far as is known, so that all get through"
+                 : "off, so that all get through");
+  showUnknown(who.unknown);
+  fmt::print("\n");
+  if (holds(who.unknown, PhonePart::addressBook)) return;
   if (who.people.empty()) {
     fmt::print("The address book is empty.\n");
     return;
@@ -171,13 +188,18 @@ void showText(const Who& who) {
 }
 
 void showText(const Calendar& calendar) {
-  fmt::print("Schedule   {}\nSuppressed {}\nTime zone  {}\n\n",
+  fmt::print("Schedule   {}\nSuppressed {}\nTime zone  {}\n",
              calendar.schedule.empty() ? "none stored" : calendar.schedule,
              calendar.suppressedDays.empty()
                  ? "no day"
                  : fmt::format("{}", fmt::join(calendar.suppressedDays, ", ")),
              calendar.timeZone);
-  fmt::print("{:10} ", "");
+  showUnknown(calendar.unknown);
+  if (holds(calendar.unknown, PhonePart::schedule)) {
+    fmt::print("\nAsk with a schedule that stands in for it: --schedule 22:00-07:00\n");
+    return;
+  }
+  fmt::print("\n{:10} ", "");
   for (int hour = 0; hour < 24; hour += 3) fmt::print(" {:02}   ", hour);
   fmt::print(" 24\n");
   for (const Calendar::Day& day : calendar.days) showDay(day);

@@ -281,18 +281,22 @@ void BulletinBoard::setManualDoNotDisturb(bool on) {
 }
 
 void BulletinBoard::setSchedule(const std::optional<DailyPeriod>& period) {
+  storeSchedule(period ? std::vector{*period} : std::vector<DailyPeriod>());
+  refresh();
+}
+
+void BulletinBoard::storeSchedule(const std::vector<DailyPeriod>& periods) {
   const AutoreleasePool pool;
   overrides_.clear();
   const Owned<Array> stored = own(makeArray());
-  if (period) {
-    overrides_.push_back(makeOverride({*period}));
+  if (!periods.empty()) {
+    overrides_.push_back(makeOverride(periods));
     const Owned<Data> data = own(makeData(archive(overrides_.back().get())));
     append(stored.get(), data.get());
   }
   const Owned<Dictionary> file = own(makeDictionary());
   store(file.get(), "overrides", stored.get());
   savePropertyList(overridesFile(), file.get(), PropertyListForm::binary);
-  refresh();
 }
 
 bool BulletinBoard::scheduleActiveAt(std::chrono::sys_seconds moment) {

@@ -58,6 +58,10 @@ class BulletinBoard : public Current<BulletinBoard> {
   // The one scheduled override, or none; also writes it to the file of stored overrides.
   void setSchedule(const std::optional<DailyPeriod>& period);
 
+  // The same for any number of periods, but the host is not told: to be called before it starts, as
+  // if this had been stored all along.
+  void storeSchedule(const std::vector<DailyPeriod>& periods);
+
   // Asks every override, through the (replaced) method, whether it is in force at that moment.
   bool scheduleActiveAt(std::chrono::sys_seconds moment);
 

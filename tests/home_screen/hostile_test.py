@@ -135,7 +135,8 @@ COMMANDS = (
     (f"rm {FAVOURITES}; python3 -c 'import socket; "
      f"socket.socket(socket.AF_UNIX).bind(\"{FAVOURITES}\")'; " + WHO, 3,
      FAVOURITES + ": not a regular file"),
-    (f"rm -r {LIBRARY}; touch {LIBRARY}; " + WHO, 0, ""),
+    (f"rm -r {LIBRARY}; touch {LIBRARY}; " + WHO, 3, "phone: none of a phone's files is in it, "),
+    (f"rm -r {LIBRARY}/BulletinBoard; touch {LIBRARY}/BulletinBoard; " + WHO, 0, ""),
 )
 ENDING = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGPIPE,
           signal.SIGSEGV, signal.SIGABRT, signal.SIGUSR1)
