@@ -11,7 +11,7 @@
 
 #include "home_screen/ask/directory.hpp"
 #include "home_screen/ask/message.hpp"
-#include "home_screen/evening.hpp"
+#include "home_screen/built_in.hpp"
 #include "home_screen/scenario/player.hpp"
 #include "home_screen/show/terminal.hpp"
 #include "home_screen/show/text.hpp"

@@ -20,11 +20,14 @@
 #include <fstream>
 #include <iostream>
 #include <new>
+#include <sstream>
 #include <string>
 #include <system_error>
 
+#include "home_screen/built_in.hpp"
 #include "home_screen/demo.hpp"
 #include "home_screen/scenario/player.hpp"
+#include "home_screen/session/saved_phone.hpp"
 #include "home_screen/session/scratch_phone.hpp"
 #include "home_screen/session/worker.hpp"
 #include "home_screen/shell.hpp"
@@ -38,6 +41,7 @@ namespace {
 struct Options {
   Choice choice;
   std::string scenario;
+  std::string folder;
   std::string sender;
   std::string at;
   Situation situation;
@@ -98,6 +102,10 @@ int statusOf(const std::function<int()>& work) try {
 
 // ---- Commands ----------------------------------------------------------------------------------
 
+std::string nameOf(const std::string& scenario) {
+  return scenario == "-" ? "standard input" : scenario;
+}
+
 std::vector<Statement> readScenarioFile(const std::string& file, People people) {
   if (file == "-") {
     auto scenario = readScenario(std::cin, "standard input", std::move(people));
@@ -121,9 +129,22 @@ ExitStatus playFile(Session& session, const Options& options) {
   const auto scenario = readScenarioFile(options.scenario, peopleOf(session));
   const int failures = play(scenario, session, [&options](const Outcome& outcome) {
     options.json ? showJson(outcome) : showText(outcome, options.trace);
-    complainAboutFailure(outcome, options.scenario == "-" ? "standard input" : options.scenario);
+    complainAboutFailure(outcome, nameOf(options.scenario));
   });
   return failures > 0 ? expectationFailed : asExpected;
+}
+
+// Without a scenario, the phone of the examples.
+ExitStatus makePhone(Session& session, const Options& options) {
+  std::istringstream builtIn(phoneScenario);
+  const auto scenario = options.scenario.empty() ? readScenario(builtIn, "phone.scenario", {})
+                                                 : readScenarioFile(options.scenario, {});
+  const int failures = play(scenario, session, [&options](const Outcome& outcome) {
+    complainAboutFailure(outcome, nameOf(options.scenario));
+  });
+  if (failures > 0) return expectationFailed;
+  showSaved(savePhone(session, options.folder));
+  return asExpected;
 }
 
 // ---- Questions ---------------------------------------------------------------------------------
@@ -251,6 +272,15 @@ int run(int argc, char** argv) {
       ->type_name("");
   addScenarioOptions(*playing, options);
   playing->add_flag("--json", options.json, "one object a line for each command");
+
+  CLI::App* making = add("new", "writes a phone to start from",
+                         [&](Session& session) { return makePhone(session, options); });
+  making->add_option("DIR", options.folder, "a new folder, or an empty one")
+      ->required()
+      ->type_name("");
+  making
+      ->add_option("SCENARIO", options.scenario, "makes it, - from standard input; else an example")
+      ->type_name("");
 
   for (const Question& question : questions) {
     CLI::App* command = add(question.name, question.help, [&](Session& session) {

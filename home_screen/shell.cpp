@@ -20,6 +20,7 @@
 
 #include "home_screen/scenario/player.hpp"
 #include "home_screen/session/interruption.hpp"
+#include "home_screen/session/saved_phone.hpp"
 #include "home_screen/show/text.hpp"
 
 namespace home_screen {
@@ -37,7 +38,7 @@ Lines possibleWords(std::string_view before) {
   const std::size_t start = before.find_first_not_of(' ');
   if (start == std::string_view::npos) {
     Lines words = commandNames();
-    words.insert(words.end(), {"help", "quit"});
+    words.insert(words.end(), {"help", "quit", "save"});
     return words;
   }
   const std::string_view name = before.substr(start, before.find(' ', start) - start);
@@ -144,7 +145,7 @@ std::optional<std::string> pipedLine() {
 class Shell {
  public:
   Shell(Session& session, bool trace)
-      : player_(session), trace_(trace), reader_(file_, peopleOf(session)) {
+      : session_(session), player_(session), trace_(trace), reader_(file_, peopleOf(session)) {
     if (trace) session.keepLogging();
   }
 
@@ -161,10 +162,9 @@ class Shell {
       std::string second;
       std::istringstream(*line) >> first >> second;
       if (first == "quit") break;
-      if (first == "help") {
-        showHelp(second);
-        line = "";  // what the reader need not see still counts as a line
-      }
+      if (first == "help") showHelp(second);
+      if (first == "save") save(*line);
+      if (first == "help" || first == "save") line = "";  // which the reader counts as well
       try {
         if (const auto statement = reader_.readLine(*line)) play(*statement);
       } catch (const ScenarioError& error) {
@@ -181,8 +181,24 @@ class Shell {
  private:
   static void showHelp(const std::string& name) {
     const Command* command = findCommand(name);
-    fmt::print("{}",
-               command ? fmt::format("  {}\n", describeCommand(*command)) : describeCommands());
+    fmt::print("{}", command
+                         ? fmt::format("  {}\n", describeCommand(*command))
+                         : describeCommands() + "\nsave DIR writes the phone to a new folder.\n");
+  }
+
+  void save(const std::string& line) try {
+    const Words words = splitIntoWords(line);
+    if (words.size() != 2) throw BadWords("not one folder; expected save DIR");
+    showSaved(savePhone(session_, words[1].text));
+  } catch (const BadWords& error) {
+    complainAboutSaving(error.what());
+  } catch (const SaveError& error) {
+    complainAboutSaving(error.what());
+  }
+
+  void complainAboutSaving(const std::string& problem) {
+    complain(problem);
+    result_ = wrongUsage;
   }
 
   void play(const Statement& statement) {
@@ -201,6 +217,7 @@ class Shell {
 
   const bool interactive_ = ::isatty(STDIN_FILENO) != 0 && ::isatty(STDOUT_FILENO) != 0;
   const std::string file_ = interactive_ ? "shell" : "standard input";
+  Session& session_;
   Player player_;
   bool trace_;
   ScenarioReader reader_;

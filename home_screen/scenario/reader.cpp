@@ -88,6 +88,8 @@ const Command& commandNamed(const std::string& name) {
 
 }  // namespace
 
+Words splitIntoWords(std::string_view line) { return splitLine(line).words; }
+
 ScenarioReader::ScenarioReader(std::string file, People people)
     : file_(std::move(file)), people_(std::move(people)) {}
 

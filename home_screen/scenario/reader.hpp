@@ -29,6 +29,9 @@ class ScenarioError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The words of a line, without the comment. Throws BadWords.
+Words splitIntoWords(std::string_view line);
+
 class ScenarioReader {
  public:
   // `people` are those that the phone knows already.

@@ -38,16 +38,6 @@ fs::path temporaryDirectory() {
   return found;
 }
 
-void refuseInside(const fs::path& temporary, const fs::path& original) {
-  for (fs::path at = temporary;; at = at.parent_path()) {
-    std::error_code unknown;
-    if (fs::equivalent(at, original, unknown)) {
-      refuse(temporary, "lies inside " + original.string() + ", where nothing is written");
-    }
-    if (at == at.root_path()) return;
-  }
-}
-
 // A descriptor that holds the folder's lock, or -1 and errno: EWOULDBLOCK when another one does,
 // ENOENT when the folder is gone.
 int lockFolder(const fs::path& folder) {
@@ -118,9 +108,19 @@ void removeAbandoned(const fs::path& temporary) {
 
 }  // namespace
 
+bool liesInside(const fs::path& path, const fs::path& folder) {
+  for (fs::path at = fs::weakly_canonical(fs::absolute(path));; at = at.parent_path()) {
+    std::error_code unknown;
+    if (fs::equivalent(at, folder, unknown)) return true;
+    if (at == at.root_path()) return false;
+  }
+}
+
 ScratchFolder::ScratchFolder(const std::optional<std::string>& original) {
   const fs::path temporary = temporaryDirectory();
-  if (original) refuseInside(temporary, *original);
+  if (original && liesInside(temporary, *original)) {
+    refuse(temporary, "lies inside " + *original + ", where nothing is written");
+  }
   removeAbandoned(temporary);
   do {
     std::string name = temporary / pattern;

@@ -10,6 +10,10 @@
 
 namespace home_screen {
 
+// Is it that folder or below it, by whatever names? What need not exist yet is judged by what does.
+// Throws std::runtime_error when it can't be looked at.
+bool liesInside(const std::filesystem::path& path, const std::filesystem::path& folder);
+
 class ScratchFolder {
  public:
   // Not below `original`, in which nothing may be written. Throws std::runtime_error with the

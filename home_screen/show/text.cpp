@@ -230,6 +230,15 @@ void showResult(const Outcome& outcome, bool showLog) {
   if (showLog) showLogOf(outcome);
 }
 
+void showSaved(const SavedPhone& saved) {
+  const std::string folder = printable(saved.folder.string());
+  const std::string word = folder.find(' ') == std::string::npos ? folder : "'" + folder + "'";
+  for (const PhonePart part : saved.leftOut) {
+    fmt::print("Not in the backup, and so left out: {}\n", describe(part));
+  }
+  fmt::print("{} holds a phone now. Ask it:\n  hushlane-sim who --device {} --dnd\n", folder, word);
+}
+
 void complainAboutFailure(const Outcome& outcome, const std::string& file) {
   if (outcome.failure) complain(fmt::format("{}:{}: {}", file, outcome.line, *outcome.failure));
 }

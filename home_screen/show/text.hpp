@@ -7,6 +7,7 @@
 #include "home_screen/ask/schedule.hpp"
 #include "home_screen/ask/who.hpp"
 #include "home_screen/scenario/commands.hpp"
+#include "home_screen/session/saved_phone.hpp"
 
 namespace home_screen {
 
@@ -18,6 +19,8 @@ void showText(const Calendar& calendar);
 void showText(const Outcome& outcome, bool showLog);
 // The same without the command itself, for somebody who has just typed it.
 void showResult(const Outcome& outcome, bool showLog);
+
+void showSaved(const SavedPhone& saved);
 
 // "FILE:LINE: expected ..., but ...", on standard error, when it was an expectation that did not
 // come true.

@@ -111,6 +111,12 @@ void AddressBookStore::addFavourite(const std::string& value) {
   savePropertyList(favourites(), list.get(), PropertyListForm::binary);
 }
 
+void AddressBookStore::makeDatabase() { AddressBookDatabase(database(), Access::edit); }
+
+void AddressBookStore::makeFavourites() {
+  savePropertyList(favourites(), own(makeArray()).get(), PropertyListForm::binary);
+}
+
 std::vector<Person> AddressBookStore::people() const {
   std::vector<Person> found;
   for (const auto& row : AddressBookDatabase(database(), Access::read).people()) {

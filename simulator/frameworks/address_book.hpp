@@ -46,6 +46,8 @@ class AddressBookStore : public Current<AddressBookStore> {
                          const std::vector<std::string>& emails);
   std::int32_t addGroup(const std::string& name, const std::vector<std::int32_t>& members);
   void addFavourite(const std::string& value);
+  void makeDatabase();    // an empty one, unless there is one
+  void makeFavourites();  // an empty list of them
 
   // All of them, in record-ID order; empty without a database.
   std::vector<Person> people() const;
