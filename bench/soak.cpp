@@ -56,7 +56,7 @@ class Phone {
  public:
   explicit Phone(const std::filesystem::path& root) : device_(root) {
     for (std::uint64_t group = 0; group < groupCount; ++group) {
-      const std::int32_t member = device_.addressBook.addPerson(
+      const std::int64_t member = device_.addressBook.addPerson(
           "Member", {"+" + numberOf(group), "555 010"}, {addressOf(group), "shared@example.org"});
       groupIds.push_back(device_.addressBook.addGroup("Group", {member}));
       writeSettings(group);

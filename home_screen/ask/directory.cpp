@@ -26,7 +26,7 @@ const Directory::Members& Directory::membersOf(std::int64_t group) const {
   const auto [known, isNew] = members_.try_emplace(group);
   const simulator::Group* const chosen = isNew ? this->group(group) : nullptr;
   if (chosen == nullptr) return known->second;
-  for (const std::int32_t member : chosen->members) {
+  for (const std::int64_t member : chosen->members) {
     const auto found = personById_.find(member);
     if (found == personById_.end()) continue;
     const simulator::Person& person = people_[found->second];

@@ -20,7 +20,7 @@ namespace home_screen {
 
 // An entry of the address book or of the favourites, and whose it is.
 struct Entry {
-  std::optional<std::int32_t> personId;  // nothing for a favourite who is no contact
+  std::optional<std::int64_t> personId;  // nothing for a favourite who is no contact
   std::string person;
   std::string value;
 };
@@ -63,7 +63,7 @@ class Directory {
   const simulator::AddressBookStore& addressBook_;
   std::vector<simulator::Person> people_;
   std::vector<simulator::Group> groups_;
-  std::unordered_map<std::int32_t, std::size_t> personById_;
+  std::unordered_map<std::int64_t, std::size_t> personById_;
   std::unordered_map<std::int64_t, std::size_t> groupById_;
   mutable std::map<std::int64_t, Members> members_;  // of the groups that were asked about
   std::vector<Place> places_;                        // of all entries, in the order of the index

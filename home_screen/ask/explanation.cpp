@@ -7,6 +7,7 @@
 #include "home_screen/ask/exported.hpp"
 #include "home_screen/ask/mode.hpp"
 #include "home_screen/ask/schedule.hpp"
+#include "home_screen/ask/trial.hpp"
 #include "simulator/device.hpp"
 
 namespace home_screen {
@@ -19,41 +20,6 @@ const char* yesOrNo(bool value) { return value ? "yes" : "no"; }
 std::string nameOf(const std::optional<Entry>& entry) {
   if (!entry) return "";
   return entry->person.empty() ? entry->value : entry->person + ", " + entry->value;
-}
-
-void reload(Session& session) { session.post("reloadsettings"); }
-
-// Other settings than the phone's, loaded, for as long as this lives.
-class Trial {
- public:
-  Trial(Session& session, simulator::Owned<simulator::Dictionary> settings)
-      : preferences_(session.device().preferences) {
-    preferences_.standIn(std::move(settings));
-    try {
-      reload(session);
-    } catch (...) {
-      preferences_.standIn({});
-      throw;
-    }
-  }
-  Trial(const Trial&) = delete;
-  Trial& operator=(const Trial&) = delete;
-  ~Trial() { preferences_.standIn({}); }
-
- private:
-  simulator::PreferencesStore& preferences_;
-};
-
-// What gives the library, when it is loaded, the settings that it holds now.
-simulator::Owned<simulator::Dictionary> settingsHeld(const Session& session) {
-  using simulator::PreferencesStore;
-  auto held = PreferencesStore::changed(nullptr, modeKey, session.library().allowedMessageGroup);
-  held =
-      PreferencesStore::changed(held.get(), digitsKey, session.library().maxNumOfDigitsToCompare);
-  for (const int weekday : suppressedWeekdays(session)) {
-    held = PreferencesStore::changed(held.get(), weekdayKeys[weekday - 1], false);
-  }
-  return held;
 }
 
 std::string scheduleReason(Session& session) {
@@ -112,9 +78,7 @@ std::vector<Change> candidates(Session& session) {
 }  // namespace
 
 Explainer::Explainer(Session& session)
-    : session_(session),
-      directory_(session.device().addressBook),
-      settings_(session.device().preferences.domain(simulator::settingsDomain)) {}
+    : session_(session), directory_(session.device().addressBook), settings_(settingsOf(session)) {}
 
 Explanation Explainer::explain(const std::string& sender) const {
   const auto& [presented, gate] = askAboutMessage(session_, sender);
@@ -171,21 +135,18 @@ std::string Explainer::settingSource(const std::string& key) const {
 
 std::vector<Change> Explainer::changesFor(const std::string& sender) {
   const bool before = askAboutMessage(session_, sender).presented;
-  const auto held = settingsHeld(session_);
   std::vector<Change> changes = candidates(session_);
-  try {
+  keepingSettings(session_, [&] {
     Steps steps(session_.showProgress, "settings", changes.size());
     std::erase_if(changes, [&](const Change& change) {
       steps.next();
-      const Trial trial(session_, simulator::PreferencesStore::changed(settings_.get(), change.key,
-                                                                       change.value));
-      return askAboutMessage(session_, sender).presented == before;
+      bool presented = before;
+      trySettings(session_,
+                  simulator::PreferencesStore::changed(settings_.get(), change.key, change.value),
+                  [&] { presented = askAboutMessage(session_, sender).presented; });
+      return presented == before;
     });
-  } catch (...) {
-    const Trial asBefore(session_, held);
-    throw;
-  }
-  const Trial asBefore(session_, held);
+  });
   return changes;
 }
 

@@ -71,7 +71,7 @@ std::vector<Who::Person> askAboutAll(Session& session, const Directory& director
 
 std::vector<Who::SharedTail> sharedTails(Session& session, const Directory& directory) {
   // By tail: the record IDs and names.
-  std::unordered_map<std::string, std::map<std::int32_t, std::string>> owners;
+  std::unordered_map<std::string, std::map<std::int64_t, std::string>> owners;
   Steps steps(session.showProgress, "people's tails", directory.people().size());
   for (const simulator::Person& person : directory.people()) {
     steps.next();

@@ -163,13 +163,13 @@ void take(Arguments& words, std::optional<T>& value) {
 
 std::string addPerson(Stage& on, const Contact& contact) {
   const auto [name, phones, emails] = contact;
-  const std::int32_t recordId = on.phone().addressBook.addPerson(name, phones, emails);
+  const std::int64_t recordId = on.phone().addressBook.addPerson(name, phones, emails);
   on.people.emplace(name, recordId);
   return std::to_string(recordId);
 }
 
 std::string addGroup(Stage& on, const std::string& name, const Members& members) {
-  std::vector<std::int32_t> recordIds;
+  std::vector<std::int64_t> recordIds;
   for (const std::string& each : members.names) recordIds.push_back(on.people.find(each)->second);
   return std::to_string(on.phone().addressBook.addGroup(name, recordIds));
 }

@@ -28,7 +28,7 @@ struct Outcome {
 
 // The record IDs of all people of each name. While a scenario is only read, that of somebody new is
 // not known yet.
-using People = std::multimap<std::string, std::int32_t>;
+using People = std::multimap<std::string, std::int64_t>;
 
 // What commands run on.
 struct Stage {

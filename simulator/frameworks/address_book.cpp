@@ -88,17 +88,17 @@ void AddressBookStore::check() const {
   readFavourites(favourites());
 }
 
-std::int32_t AddressBookStore::addPerson(const std::string& name,
+std::int64_t AddressBookStore::addPerson(const std::string& name,
                                          const std::vector<std::string>& phones,
                                          const std::vector<std::string>& emails) {
   AddressBookDatabase book(database(), Access::edit);
-  return static_cast<std::int32_t>(book.addPerson(name, phones, emails));
+  return book.addPerson(name, phones, emails);
 }
 
-std::int32_t AddressBookStore::addGroup(const std::string& name,
-                                        const std::vector<std::int32_t>& members) {
+std::int64_t AddressBookStore::addGroup(const std::string& name,
+                                        const std::vector<std::int64_t>& members) {
   AddressBookDatabase book(database(), Access::edit);
-  return static_cast<std::int32_t>(book.addGroup(name, members));
+  return book.addGroup(name, members);
 }
 
 void AddressBookStore::addFavourite(const std::string& value) {
@@ -120,8 +120,7 @@ void AddressBookStore::makeFavourites() {
 std::vector<Person> AddressBookStore::people() const {
   std::vector<Person> found;
   for (const auto& row : AddressBookDatabase(database(), Access::read).people()) {
-    found.push_back({static_cast<std::int32_t>(row.id), row.name.value_or(""), textsOf(row.phones),
-                     textsOf(row.emails)});
+    found.push_back({row.id, row.name.value_or(""), textsOf(row.phones), textsOf(row.emails)});
   }
   return found;
 }
@@ -131,10 +130,10 @@ std::vector<Group> AddressBookStore::groups() const {
   std::vector<Group> found;
   for (const auto& row : book.groups()) {
     Group& group = found.emplace_back();
-    group.id = static_cast<std::int32_t>(row.id);
+    group.id = row.id;
     group.name = row.name.value_or("");
     for (const std::int64_t member : book.memberIdsOf(row.id)) {
-      group.members.push_back(static_cast<std::int32_t>(member));
+      group.members.push_back(member);
     }
   }
   return found;

@@ -21,16 +21,16 @@
 namespace simulator {
 
 struct Person {
-  std::int32_t id;
+  std::int64_t id;
   std::string name;  // the composite name
   std::vector<std::string> phones;
   std::vector<std::string> emails;
 };
 
 struct Group {
-  std::int32_t id;
+  std::int64_t id;
   std::string name;
-  std::vector<std::int32_t> members;  // persons only, in the group's order
+  std::vector<std::int64_t> members;  // persons only, in the group's order
 };
 
 class AddressBookStore : public Current<AddressBookStore> {
@@ -42,9 +42,9 @@ class AddressBookStore : public Current<AddressBookStore> {
   void check() const;
 
   // Edits make the database when there is none. They throw DeviceError when it can't be written.
-  std::int32_t addPerson(const std::string& name, const std::vector<std::string>& phones,
+  std::int64_t addPerson(const std::string& name, const std::vector<std::string>& phones,
                          const std::vector<std::string>& emails);
-  std::int32_t addGroup(const std::string& name, const std::vector<std::int32_t>& members);
+  std::int64_t addGroup(const std::string& name, const std::vector<std::int64_t>& members);
   void addFavourite(const std::string& value);
   void makeDatabase();    // an empty one, unless there is one
   void makeFavourites();  // an empty list of them

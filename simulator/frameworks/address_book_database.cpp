@@ -378,14 +378,13 @@ std::int64_t AddressBookDatabase::addPerson(const std::string& name,
 }
 
 std::int64_t AddressBookDatabase::addGroup(const std::string& name,
-                                           const std::vector<std::int32_t>& members) {
+                                           const std::vector<std::int64_t>& members) {
   beginQuestion();
   execute("BEGIN IMMEDIATE");
   const std::int64_t group = insert("ABGroup", {{"Name", name}});
-  for (const std::int32_t member : members) {
-    insert("ABGroupMembers", {{"group_id", group},
-                              {"member_type", std::int64_t{0}},
-                              {"member_id", std::int64_t{member}}});
+  for (const std::int64_t member : members) {
+    insert("ABGroupMembers",
+           {{"group_id", group}, {"member_type", std::int64_t{0}}, {"member_id", member}});
   }
   execute("COMMIT");
   return group;

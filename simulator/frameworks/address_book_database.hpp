@@ -68,7 +68,7 @@ class AddressBookDatabase {
   // All or nothing; the new record's ID.
   std::int64_t addPerson(const std::string& name, const std::vector<std::string>& phones,
                          const std::vector<std::string>& emails);
-  std::int64_t addGroup(const std::string& name, const std::vector<std::int32_t>& members);
+  std::int64_t addGroup(const std::string& name, const std::vector<std::int64_t>& members);
 
  private:
   class Statement;

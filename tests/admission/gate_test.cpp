@@ -25,7 +25,7 @@ class GateTest : public PhoneTest {
     restart();
   }
 
-  std::int32_t group_;
+  std::int64_t group_;
 };
 
 // One row for each outcome, in the order in which the gate decides. The platform's answer is "no"

@@ -375,9 +375,9 @@ class FaultSweep : public PhoneTest {
     EXPECT_EQ(outcome.recovered, good.recovered) << "after a good load";
   }
 
-  const std::int32_t anna_ =
+  const std::int64_t anna_ =
       phone().addressBook.addPerson("Anna", {"+1 (555) 123-4567", "555-0001"}, {annasAddress});
-  const std::int32_t ben_ = phone().addressBook.addPerson("Ben", {"555-0002"}, {"ben@b", "b@b"});
+  const std::int64_t ben_ = phone().addressBook.addPerson("Ben", {"555-0002"}, {"ben@b", "b@b"});
   const std::int64_t family_ = phone().addressBook.addGroup("Family", {anna_, ben_});
   const std::int64_t work_ = phone().addressBook.addGroup("Work", {ben_});
 

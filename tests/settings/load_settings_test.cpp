@@ -83,7 +83,7 @@ TEST_F(LoadSettingsTest, LetsTheLastDictionaryGoWhenTheValuesCannotBeCopied) {
 // A load switches the debug log off before it would print the settings; somebody who switches it
 // on again meanwhile gets to see them.
 TEST_F(LoadSettingsTest, PrintsTheSettingsWhenTheDebugLogIsOnAtTheEnd) {
-  const std::int32_t group = chooseGroup({{0, "Anna", {"5-55"}, {"a@b", "c@d"}}});
+  const std::int64_t group = chooseGroup({{0, "Anna", {"5-55"}, {"a@b", "c@d"}}});
   set("schedulerWeekday_1", false);
   set("schedulerWeekday_7", false);
   start();
@@ -94,7 +94,7 @@ TEST_F(LoadSettingsTest, PrintsTheSettingsWhenTheDebugLogIsOnAtTheEnd) {
   simulator::callBefore(simulator::Fault::ABAddressBookCreateWithOptions,
                         [&] { debugLogging(true); });
   reload();
-  const std::int32_t person = phone().addressBook.people().at(0).id;
+  const std::int64_t person = phone().addressBook.people().at(0).id;
   EXPECT_EQ(log(), Texts{"HL: settings are:\r\nallowedMessageGroup=" + std::to_string(group) +
                          "\r\nlist of person IDs in the group: (\n    " + std::to_string(person) +
                          "\n)\r\nsuppressed days for scheduler: (\n    1,\n    7\n)\r\n"

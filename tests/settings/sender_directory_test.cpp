@@ -33,7 +33,7 @@ TEST_F(SenderDirectoryTest, KeepsDigitsAndAddressesInTheOrderOfTheBook) {
 }
 
 TEST_F(SenderDirectoryTest, FollowsTheBookOnlyAtALoad) {
-  const std::int32_t group = chooseGroup({{0, "Anna", {"1"}, {"a@b"}}});
+  const std::int64_t group = chooseGroup({{0, "Anna", {"1"}, {"a@b"}}});
   start();
   const std::int64_t memberless = phone().addressBook.addGroup("Empty", {});
   for (const std::int64_t empty : {memberless, memberless + 1, std::int64_t{-100}, 0L}) {
@@ -67,7 +67,7 @@ TEST_F(SenderDirectoryTest, GetsByWithoutOneNumber) {
 
 // The platform's functions need not stand being handed nothing.
 TEST_F(SenderDirectoryTest, AsksNothingOfWhatIsNotThere) {
-  const std::int32_t group = chooseGroup({{0, "Anna", {}, {}}});
+  const std::int64_t group = chooseGroup({{0, "Anna", {}, {}}});
   start();
   for (const std::int64_t chosen : {std::int64_t{group}, std::int64_t{group} + 1}) {
     set("allowedMessageGroup", chosen);

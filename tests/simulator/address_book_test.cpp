@@ -75,7 +75,7 @@ TEST_F(AddressBook, readsAndEditsAPhonesOwnDatabase) {
   EXPECT_EQ(membersOf(named),
             (Texts{"Dorn d@crane.example", "(null)",
                    "Ada B. Crane 555 0100 (null) +1 (555) 010-0142 Ada@crane.example"}));
-  EXPECT_EQ(store().groups().at(1).members, (std::vector<std::int32_t>{4, 3, 1}));
+  EXPECT_EQ(store().groups().at(1).members, (std::vector<std::int64_t>{4, 3, 1}));
   EXPECT_EQ(store().people().at(0).phones, (Texts{"555 0100", "+1 (555) 010-0142"}));
   store().addGroup("New", {store().addPerson("Fay Gold", {"7"}, {"f@gold.example"}), 5});
   const auto edited = open();

@@ -59,12 +59,12 @@ int PhoneTest::reloadWatching(Fault operation, const std::function<void()>& look
   return looks;
 }
 
-std::int32_t PhoneTest::chooseGroup(const std::vector<Person>& members) {
-  std::vector<std::int32_t> ids;
+std::int64_t PhoneTest::chooseGroup(const std::vector<Person>& members) {
+  std::vector<std::int64_t> ids;
   for (const Person& member : members) {
     ids.push_back(phone().addressBook.addPerson(member.name, member.phones, member.emails));
   }
-  const std::int32_t group = phone().addressBook.addGroup("Chosen", ids);
+  const std::int64_t group = phone().addressBook.addGroup("Chosen", ids);
   set("allowedMessageGroup", std::int64_t{group});
   return group;
 }

@@ -54,7 +54,7 @@ class PhoneTest : public ::testing::Test {
     phone().preferences.set(simulator::settingsDomain, key, value);
   }
   // One group with these members, chosen in the settings. Gives the group's record ID.
-  std::int32_t chooseGroup(const std::vector<simulator::Person>& members);
+  std::int64_t chooseGroup(const std::vector<simulator::Person>& members);
 
   // Puts a test's own method in the place of the platform's, where the library then finds it.
   // Before `start()`; undone by `end()`.
