@@ -25,6 +25,7 @@
 #include <system_error>
 
 #include "home_screen/built_in.hpp"
+#include "home_screen/ask/settings_page.hpp"
 #include "home_screen/demo.hpp"
 #include "home_screen/scenario/player.hpp"
 #include "home_screen/session/saved_phone.hpp"
@@ -32,6 +33,7 @@
 #include "home_screen/session/worker.hpp"
 #include "home_screen/shell.hpp"
 #include "home_screen/show/json.hpp"
+#include "home_screen/show/settings_page.hpp"
 #include "home_screen/show/terminal.hpp"
 #include "home_screen/show/text.hpp"
 
@@ -50,10 +52,14 @@ struct Options {
   bool json = false;
 };
 
+std::string fileBesideProgram(const char* name) {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path() / name;
+}
+
 std::string defaultLibrary() {
   const char* const chosen = std::getenv("HUSHLANE_LIBRARY");
   if (chosen != nullptr && *chosen != '\0') return chosen;
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "libhushlane.so";
+  return fileBesideProgram("libhushlane.so");
 }
 
 // ---- Endings -----------------------------------------------------------------------------------
@@ -149,7 +155,7 @@ ExitStatus makePhone(Session& session, const Options& options) {
 
 // ---- Questions ---------------------------------------------------------------------------------
 
-enum Taken : unsigned { sender = 1, days = 2, doNotDisturb = 4, json = 8 };
+enum Taken : unsigned { sender = 1, days = 2, doNotDisturb = 4, json = 8, moment = 16 };
 
 struct Question {
   const char* name;
@@ -159,16 +165,21 @@ struct Question {
 };
 
 constexpr Question questions[] = {
-    {"explain", "why a message is presented or held back", sender | doNotDisturb | json,
+    {"explain", "why a message is presented or held back", sender | doNotDisturb | json | moment,
      [](Session& session, const Options& options) {
        const Explanation explanation = askToExplain(session, options.sender);
        options.json ? showJson(explanation) : showText(explanation);
      }},
-    {"who", "who would get through", doNotDisturb,
+    {"who", "who would get through", doNotDisturb | moment,
      [](Session& session, const Options&) { showText(askWho(session)); }},
-    {"calendar", "when Do Not Disturb comes and goes", days,
+    {"calendar", "when Do Not Disturb comes and goes", days | moment,
      [](Session& session, const Options& options) {
        showText(askCalendar(session, options.days));
+     }},
+    {"settings", "the page of the phone's Settings app", 0,
+     [](Session& session, const Options&) {
+       showText(openSettingsPage(session.device(), fileBesideProgram("libhushlane-pane.so"),
+                                 settingsDescription()));
      }},
 };
 
@@ -227,7 +238,7 @@ void addQuestionOptions(CLI::App& command, unsigned takes, Options& options) {
         ->check(CLI::Range(1, 366));
   }
   addPhone(command, options);
-  addMoment(command, options);
+  if ((takes & moment) != 0) addMoment(command, options);
   if ((takes & doNotDisturb) != 0) {
     command.add_flag("--dnd", options.situation.doNotDisturb, "Do Not Disturb switched on by hand");
   }

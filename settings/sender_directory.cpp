@@ -4,6 +4,7 @@
 #include "platform/address_book.hpp"
 #include "platform/dispatch.hpp"
 #include "platform/foundation.hpp"
+#include "settings/group_list.hpp"
 
 namespace hushlane {
 
@@ -98,16 +99,6 @@ void cacheMembers(NSArray* members) {
   state::privilegedMessageSenderEmails.publish(senders.emails);
 }
 
-Ref<NSMutableDictionary> describeGroup(ABRecord* group) {
-  Ref<NSMutableDictionary> entry = platform::makeMutableDictionary();
-  const Ref<NSString> name = platform::compositeName(group);
-  platform::setObjectForKey(entry.get(), name ? name.get() : constantString<"">(),
-                            constantString<"name">());
-  platform::setObjectForKey(entry.get(), platform::numberWithInt(platform::recordID(group)),
-                            constantString<"id">());
-  return entry;
-}
-
 }  // namespace
 
 void cachePrivilegedMessageSenders() {
@@ -128,14 +119,11 @@ void cachePrivilegedMessageSenders() {
 
 extern "C" id loadABGroups() {
   using namespace hushlane;
-  Ref<NSMutableArray> entries = platform::makeMutableArray();
+  Ref<NSMutableArray> entries;
   if (Ref<ABAddressBook> addressBook = platform::openAddressBook()) {
-    readWhenGranted(move(addressBook), [&entries](ABAddressBook* book) {
-      const Ref<NSArray> groups = platform::allGroups(book);
-      for (ABRecord* const group : platform::Each<ABRecord>(groups.get())) {
-        platform::addObject(entries.get(), describeGroup(group).get());
-      }
-    });
+    readWhenGranted(move(addressBook),
+                    [&entries](ABAddressBook* book) { entries = listGroups(book); });
   }
+  if (!entries) entries = platform::makeMutableArray();
   return platform::autorelease(move(entries));
 }

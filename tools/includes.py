@@ -11,6 +11,7 @@ from tools.project import LIBRARY_FOLDERS, ROOT
 
 PUBLIC = "hushlane/hushlane.h"
 STATE = "core/extension_state"
+GROUPS = "settings/group_list"
 
 # From the bottom up: a folder, or one unit of it without its ending, and what it may include besides
 # itself. Of several rows that fit a file the longest holds; so what lies in a folder itself stands on
@@ -19,15 +20,18 @@ ROWS = {
     "include": (),
     "platform": (),
     STATE: ("platform", PUBLIC),
+    GROUPS: ("platform",),
     "settings": ("platform", STATE, PUBLIC),
     "admission": ("platform", STATE, PUBLIC),
     "schedule": ("platform", STATE, PUBLIC),
     "core/do_not_disturb": ("platform", STATE),
     "core": ("platform", "settings", "admission", "schedule", PUBLIC),
+    "settings_pane/abi": ("platform/abi",),
+    "settings_pane": ("platform", GROUPS, PUBLIC),
     "simulator/context": ("platform/abi",),
     "simulator/runtime": ("platform/abi", "simulator/context"),
     "simulator/foundation": ("platform/abi", "simulator/context", "simulator/runtime"),
-    "simulator/frameworks": ("platform/abi", "simulator/context", "simulator/runtime",
+    "simulator/frameworks": ("platform/abi", "settings_pane/abi", "simulator/context", "simulator/runtime",
                              "simulator/foundation"),
     "simulator/loader": ("platform/abi", "simulator/context", "simulator/runtime",
                          "simulator/foundation", "simulator/frameworks"),
@@ -45,6 +49,7 @@ DOCUMENT = "docs/architecture.md"
 DOCUMENT_HEAD = "| Folder, or unit of it | May include besides itself |\n|---|---|\n"
 FREESTANDING = {"stdarg.h", "stddef.h", "stdint.h"}
 SYSTEM_HEADERS = {folder: FREESTANDING for folder in LIBRARY_FOLDERS}
+SYSTEM_HEADERS["settings_pane"] = FREESTANDING
 SYSTEM_HEADERS["include"] = FREESTANDING | {"stdbool.h"}
 
 

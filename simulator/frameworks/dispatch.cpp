@@ -1,5 +1,8 @@
 #include "simulator/frameworks/dispatch.hpp"
 
+#include <chrono>
+
+#include "settings_pane/abi.hpp"
 #include "simulator/context/call_trace.hpp"
 #include "simulator/context/faults.hpp"
 #include "simulator/runtime/object.hpp"
@@ -90,14 +93,26 @@ dispatch_semaphore_t dispatch_semaphore_create(std::intptr_t value) noexcept {
   });
 }
 
-// Only the wait without a limit exists here, since nothing asks for another.
+// A moment is a count of the steady clock.
+dispatch_time_t dispatch_time(dispatch_time_t when, std::int64_t nanoseconds) noexcept {
+  if (when != DISPATCH_TIME_NOW) simulator::fatal("a moment that does not count from now");
+  const auto moment = std::chrono::steady_clock::now() + std::chrono::nanoseconds(nanoseconds);
+  return static_cast<dispatch_time_t>(moment.time_since_epoch().count());
+}
+
 std::intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore,
                                       dispatch_time_t timeout) noexcept {
   simulator::traceCall("dispatch_semaphore_wait");
-  if (timeout != DISPATCH_TIME_FOREVER) simulator::fatal("a wait with a time limit");
   Semaphore* const waited = simulator::asSemaphore(semaphore);
+  const auto isRaised = [waited] { return waited->count > 0; };
   std::unique_lock lock(waited->mutex);
-  waited->raised.wait(lock, [waited] { return waited->count > 0; });
+  if (timeout == DISPATCH_TIME_FOREVER) {
+    waited->raised.wait(lock, isRaised);
+  } else {
+    const std::chrono::nanoseconds sinceEpoch(static_cast<std::int64_t>(timeout));
+    const std::chrono::steady_clock::time_point limit(sinceEpoch);
+    if (!waited->raised.wait_until(lock, limit, isRaised)) return 1;
+  }
   --waited->count;
   return 0;
 }

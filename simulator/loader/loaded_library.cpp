@@ -44,12 +44,15 @@ __attribute__((no_sanitize("address"))) std::vector<id> objectsHeldBy(const Imag
 
 }  // namespace
 
-LoadedLibrary::LoadedLibrary(const std::filesystem::path& file) : image_(load(file)) {}
+LoadedLibrary::LoadedLibrary(const std::filesystem::path& file, Host host)
+    : host_(host), image_(load(file)) {}
 
 LoadedLibrary::~LoadedLibrary() {
   DispatchQueue::current().drain();
-  restoreRuntime();
-  NotificationCenter::current().removeAll();
+  if (host_ == Host::homeScreen) {
+    restoreRuntime();
+    NotificationCenter::current().removeAll();
+  }
   for (const id object : objectsHeldBy(*image_)) objc_release(object);
 }
 

@@ -13,13 +13,17 @@ namespace simulator {
 
 class LoadedLibrary {
  public:
+  // The program that loads it: the home screen, or another one beside it.
+  enum class Host { homeScreen, other };
+
   // Runs the library's initializer on this thread, without an autorelease pool around it: the
   // phone's loader gives none. Throws std::runtime_error that names the file and what is wrong.
-  explicit LoadedLibrary(const std::filesystem::path& file);
+  explicit LoadedLibrary(const std::filesystem::path& file, Host host = Host::homeScreen);
 
   // The library never tears anything down, so the end of the host does: waits for the platform's
-  // queue, undoes the method replacements, forgets the observers, releases what the library's own
-  // variables still hold (while zombies are kept; else that is left to leak), and unmaps it.
+  // queue, undoes the method replacements and forgets the observers, which are all the home
+  // screen's, releases what the library's own variables still hold (while zombies are kept; else
+  // that is left to leak), and unmaps it.
   ~LoadedLibrary();
 
   // The address of an exported name; throws std::runtime_error when there is none.
@@ -35,6 +39,7 @@ class LoadedLibrary {
   }
 
  private:
+  Host host_;
   std::unique_ptr<Image> image_;
 };
 
