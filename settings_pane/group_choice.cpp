@@ -82,7 +82,7 @@ struct Choices {
 
   // Both or none, so that the lists keep the same length.
   void add(id value, NSString* title) const {
-    if (value == nullptr || title == nullptr) return;
+    if (!values || !titles || value == nullptr || title == nullptr) return;
     platform::addObject(values.get(), value);
     platform::addObject(titles.get(), title);
   }
