@@ -14,6 +14,11 @@ PACKAGE = "org.mernwick.hushlane"
 INSTALL_NAME = "/Library/MobileSubstrate/DynamicLibraries/Hushlane.dylib"
 DYLIB = INSTALL_NAME[1:]
 FILTER = DYLIB.replace(".dylib", ".plist")
+BUNDLE = "Library/PreferenceBundles/Hushlane.bundle/"
+PANE = BUNDLE + "Hushlane"
+PANE_INSTALL_NAME = "/" + PANE
+PANE_ENTRY = "Library/PreferenceLoader/Preferences/Hushlane.plist"
+ICONS = ("icon.png", "icon@2x.png", "icon@3x.png")
 DOCUMENTS = f"usr/share/doc/{PACKAGE}/"
 CHANGELOG = DOCUMENTS + "changelog.Debian.gz"
 MINIMUM_VERSION = "8.0"
@@ -33,6 +38,10 @@ SLICES = {
 PHONE_FLAGS = ("-fno-plt", "-funwind-tables")
 SLICE_FLAGS = {"arm64": ("-mllvm", "-aarch64-enable-nonlazybind")}
 
+# What is linked against: the pane takes a little more than the library does.
+STUBS = ("package/stubs",)
+PANE_STUBS = (*STUBS, "package/pane_stubs")
+
 File = collections.namedtuple("File", "data mode", defaults=[0o644])
 
 
@@ -46,6 +55,15 @@ def library_sources(root):
                   for path in (root / folder).glob("*.cpp"))
 
 
+def pane_sources(root):
+    patterns = (root / "package/pane_sources.txt").read_text(encoding="utf-8").split()
+    return sorted(path.relative_to(root) for pattern in patterns for path in root.glob(pattern))
+
+
+# What names the superclass, which phones alone have.
+PANE_CLASS = pathlib.PurePath("settings_pane/controller.mm")
+
+
 def compile_slice(root, slice_name, out, sources):
     """Compiles the sources into objects in `out`; gives the objects."""
     fixed_flags = [flag for kind in ("library", "warning") for flag in
@@ -54,32 +72,54 @@ def compile_slice(root, slice_name, out, sources):
     for source in sources:
         objects.append(out / (str(source).replace("/", "-") + ".o"))
         run("clang++", "-target", SLICES[slice_name][0], "-std=c++20", "-O2", *fixed_flags,
-            *PHONE_FLAGS, *SLICE_FLAGS.get(slice_name, ()), "-I.", "-Iinclude", "-c", source, "-o", objects[-1], cwd=root)
+            *PHONE_FLAGS, *SLICE_FLAGS.get(slice_name, ()), "-I.", "-Iinclude", "-c", source,
+            "-o", objects[-1], cwd=root)
     return objects
 
 
-def dylib(root, slice_name, extra_sources=(), link_flags=(), install_name=INSTALL_NAME,
-          minimum_version=MINIMUM_VERSION):
-    """The bytes of the signed library."""
+def link(root, slice_name, sources, stubs, link_flags, install_name, minimum_version):
+    """The bytes of a signed library."""
     with tempfile.TemporaryDirectory() as directory:
         out = pathlib.Path(directory)
-        sources = library_sources(root) + list(extra_sources)
         objects = compile_slice(root, slice_name, out, sources)
         linked, stripped = out / "linked.dylib", out / "stripped.dylib"
         run(LINKER, "-dylib", "-arch", slice_name, "-platform_version",
             SLICES[slice_name][1], minimum_version, minimum_version, "-install_name", install_name,
             "-no_adhoc_codesign", "-headerpad", "40", "-dead_strip", *link_flags, "-o", linked,
-            *objects, *sorted((root / "package/stubs").glob("*.tbd")))
+            *objects, *(path for folder in stubs for path in sorted((root / folder).glob("*.tbd"))))
         # Local names are long and of no use on the phone.
         run("llvm-strip", "-x", linked, "-o", stripped)
         return code_signature.sign(stripped.read_bytes())
 
 
-def data_files(root, library):
-    filter_list = plistlib.loads((root / "package/filter.plist").read_bytes())
+def dylib(root, slice_name, extra_sources=(), link_flags=(), install_name=INSTALL_NAME,
+          minimum_version=MINIMUM_VERSION):
+    """The library."""
+    return link(root, slice_name, library_sources(root) + list(extra_sources), STUBS, link_flags,
+                install_name, minimum_version)
+
+
+def pane(root, slice_name, sources=(PANE_CLASS,)):
+    """The settings pane: its functions, and what is named besides."""
+    return link(root, slice_name, pane_sources(root) + list(sources), PANE_STUBS,
+                ["-dead_strip_dylibs"], PANE_INSTALL_NAME, MINIMUM_VERSION)
+
+
+def property_list(root, path):
+    """Such a file in binary form."""
+    text = (root / path).read_text(encoding="utf-8").replace("@VERSION@", version(root))
+    return File(plistlib.dumps(plistlib.loads(text.encode()), fmt=plistlib.FMT_BINARY))
+
+
+def data_files(root, library, pane_binary):
     return {
         DYLIB: File(library, 0o755),
-        FILTER: File(plistlib.dumps(filter_list, fmt=plistlib.FMT_BINARY)),
+        FILTER: property_list(root, "package/filter.plist"),
+        PANE: File(pane_binary, 0o755),
+        PANE_ENTRY: property_list(root, "settings_pane/entry.plist"),
+        **{BUNDLE + name: property_list(root, f"settings_pane/{name}")
+           for name in ("Info.plist", "Root.plist")},
+        **{BUNDLE + name: File((root / "settings_pane" / name).read_bytes()) for name in ICONS},
         DOCUMENTS + "copyright": File((root / "LICENSE").read_bytes()),
         CHANGELOG: File(gzip.compress(
             (root / "package/changelog").read_bytes(), mtime=0)),
@@ -114,5 +154,5 @@ def file_name(root):
 
 
 def package(root):
-    files = data_files(root, dylib(root, "arm64"))
+    files = data_files(root, dylib(root, "arm64"), pane(root, "arm64"))
     return pack(files, control_file(root, files))

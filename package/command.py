@@ -13,7 +13,8 @@ from package import build, emulation
 from tools import project
 from tools.project import ROOT
 
-SOURCES = (*project.LIBRARY_FOLDERS, "include", "package", "CMakeLists.txt", "LICENSE")
+SOURCES = (*project.LIBRARY_FOLDERS, "settings_pane", "include", "package", "CMakeLists.txt",
+           "LICENSE")
 
 
 def rebuilt_elsewhere():
@@ -28,7 +29,8 @@ def rebuilt_elsewhere():
 def compiles_for_armv7():
     with tempfile.TemporaryDirectory() as directory:
         try:
-            build.compile_slice(ROOT, "armv7", pathlib.Path(directory), build.library_sources(ROOT))
+            sources = {*build.library_sources(ROOT), *build.pane_sources(ROOT), build.PANE_CLASS}
+            build.compile_slice(ROOT, "armv7", pathlib.Path(directory), sorted(sources))
         except project.CommandFailed as error:
             return [str(error)]
         return []

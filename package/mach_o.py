@@ -4,6 +4,7 @@ Layouts and numbers: <mach-o/loader.h> and <mach-o/nlist.h>, as published in
 https://github.com/apple-oss-distributions/xnu/tree/main/EXTERNAL_HEADERS/mach-o
 """
 
+import collections
 import functools
 import struct
 
@@ -19,10 +20,17 @@ REGULAR_PAGE, COMPRESSED_PAGE = 2, 3
 
 SECTION_TYPE = 0xFF
 REGULAR, ZERO_FILL, C_STRINGS, LITERALS_4, LITERALS_8 = 0x0, 0x1, 0x2, 0x3, 0x4
-POINTERS, LAZY_POINTERS, STUBS, INITIALIZERS, LITERALS_16 = 0x6, 0x7, 0x8, 0x9, 0xE
+LITERAL_POINTERS, POINTERS, LAZY_POINTERS, STUBS, INITIALIZERS = 0x5, 0x6, 0x7, 0x8, 0x9
+LITERALS_16 = 0xE
 READ, WRITE, EXECUTE = 1, 2, 4
 
 N_STAB, N_TYPE, N_EXT, N_UNDF = 0xE0, 0x0E, 0x01, 0x0
+
+
+# Of the Objective-C runtime: a class as the file holds it. The names are those of what the loader
+# binds in its place; a method's type is written as the runtime does, with the arguments' offsets.
+Class = collections.namedtuple("Class", "name superclass metaclass_superclass root methods "
+                               "class_methods")
 
 
 class MachOError(Exception):
@@ -207,11 +215,60 @@ class Dylib:
                 raise MachOError(f"unwinding in a page of kind {kind}")
             yield from ((self.segments[0].address + offset, encoding) for offset, encoding in pairs)
 
+    def classes(self):
+        """The layouts: <objc-runtime-new.h> of objc4, as published in
+        https://github.com/apple-oss-distributions/objc4/tree/main/runtime"""
+        bound = {address: name for address, _, name in self._bindings(*self.dyld_info[2:4])}
+        try:
+            for section in self.sections:
+                if section.name == "__objc_classlist":
+                    for [address] in struct.iter_unpack("<Q", self._bytes(section.address,
+                                                                          section.size)):
+                        yield self._class(address, bound)
+        except (struct.error, IndexError, UnicodeDecodeError, ValueError) as error:
+            raise MachOError(f"damaged class: {error}") from error
+
+    def _class(self, address, bound):
+        [metaclass] = struct.unpack("<Q", self._bytes(address, 8))
+        name, methods = self._class_data(address)
+        return Class(name, bound.get(address + 8), bound.get(metaclass + 8), bound.get(metaclass),
+                     methods, self._class_data(metaclass)[1])
+
+    def _class_data(self, address):
+        """Its name, and its methods' types by their selectors."""
+        [data] = struct.unpack("<Q", self._bytes(address + 32, 8))
+        name, methods = struct.unpack("<2Q", self._bytes((data & ~7) + 24, 16))
+        found = {}
+        if methods:
+            _, count = struct.unpack("<2I", self._bytes(methods, 8))
+            for entry in struct.iter_unpack("<3Q", self._bytes(methods + 8, 24 * count)):
+                selector, types = map(self._text_at, entry[:2])
+                found[selector] = types
+        return self._text_at(name), found
+
+    def _offset(self, address):
+        for segment in self.segments:
+            if 0 <= address - segment.address < segment.file_size:
+                return segment.file_offset + address - segment.address
+        raise ValueError(f"nothing at {address:#x}")
+
+    def _bytes(self, address, size):
+        offset = self._offset(address)
+        return self.data[offset:offset + size]
+
+    def _text_at(self, address):
+        return self._text(self._offset(address))
+
     def _bound_in(self, offset, size):
-        found, end, ordinal, name = set(), offset + size, 0, ""
+        return {(ordinal, name) for _, ordinal, name in self._bindings(offset, size)}
+
+    def _bindings(self, offset, size):
+        """What is bound: each address, with the library's ordinal and the name."""
+        end, ordinal, name, address = offset + size, 0, "", 0
         while offset < end:
             opcode, immediate = self.data[offset] & 0xF0, self.data[offset] & 0x0F
             offset += 1
+            times, skipped = 1, 0
             if opcode == 0x10:
                 ordinal = immediate
             elif opcode == 0x20:
@@ -221,11 +278,24 @@ class Dylib:
             elif opcode == 0x40:
                 name = self._text(offset)
                 offset += len(name) + 1
-            elif opcode in (0x60, 0x70, 0x80, 0xA0):
+            elif opcode == 0x60:
                 _, offset = self._uleb(offset)
+            elif opcode == 0x70:
+                distance, offset = self._uleb(offset)
+                address = self.segments[immediate].address + distance
+            elif opcode == 0x80:
+                distance, offset = self._uleb(offset)
+                address = (address + distance) % (1 << 64)
+            elif opcode == 0xA0:
+                skipped, offset = self._uleb(offset)
+            elif opcode == 0xB0:
+                skipped = 8 * immediate
             elif opcode == 0xC0:
-                _, offset = self._uleb(offset)
-                _, offset = self._uleb(offset)
+                times, offset = self._uleb(offset)
+                skipped, offset = self._uleb(offset)
             if opcode in (0x90, 0xA0, 0xB0, 0xC0):
-                found.add((ordinal, name))
-        return found
+                if times > len(self.data):
+                    raise MachOError("it binds more than it has")
+                for _ in range(times):
+                    yield address, ordinal, name
+                    address = (address + 8 + skipped) % (1 << 64)
