@@ -101,8 +101,11 @@ def dylib(root, slice_name, extra_sources=(), link_flags=(), install_name=INSTAL
 
 def pane(root, slice_name, sources=(PANE_CLASS,)):
     """The settings pane: its functions, and what is named besides."""
-    return link(root, slice_name, pane_sources(root) + list(sources), PANE_STUBS,
-                ["-dead_strip_dylibs"], PANE_INSTALL_NAME, MINIMUM_VERSION)
+    # The linker ends its table of unwinding too early when the last functions are unwound alike,
+    # as the shortest are, so these come first.
+    ordered = [*sources, *reversed(pane_sources(root))]
+    return link(root, slice_name, ordered, PANE_STUBS, ["-dead_strip_dylibs"], PANE_INSTALL_NAME,
+                MINIMUM_VERSION)
 
 
 def property_list(root, path):

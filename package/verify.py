@@ -4,6 +4,7 @@ Every check is a function of the parsed package that gives what is wrong, in wor
 """
 
 import bisect
+import collections
 import gzip
 import io
 import pathlib
@@ -16,16 +17,17 @@ from debian.arfile import ArError
 from debian.changelog import Changelog, ChangelogParseError
 from debian.debfile import DebFile
 
-from package import build, code_signature, mach_o
+from package import build, code_signature, mach_o, settings_pane
 from tools import interface
 
-SIZE_LIMIT = 96 * 1024
 CONTROL_FIELDS = ("Package", "Name", "Version", "Architecture", "Section", "Maintainer", "Author",
                   "Depends", "Installed-Size", "Description")
 FIXED_FIELDS = {"Package": build.PACKAGE, "Name": "Hushlane", "Architecture": "iphoneos-arm",
-                "Section": "Tweaks", "Depends": "mobilesubstrate, firmware (>= 8.0), firmware (<< 12.0)"}
-FILE_MODES = {build.DYLIB: 0o755, build.FILTER: 0o644, build.DOCUMENTS + "copyright": 0o644,
-              build.CHANGELOG: 0o644}
+                "Section": "Tweaks", "Depends": "mobilesubstrate, preferenceloader, firmware (>= 8.0), "
+                           "firmware (<< 12.0)"}
+FILE_MODES = {build.DYLIB: 0o755, build.FILTER: 0o644, build.PANE: 0o755, build.PANE_ENTRY: 0o644,
+              build.DOCUMENTS + "copyright": 0o644, build.CHANGELOG: 0o644,
+              **{build.BUNDLE + name: 0o644 for name in ("Info.plist", "Root.plist", *build.ICONS)}}
 LOAD_COMMANDS = {
     mach_o.LC_SEGMENT_64, mach_o.LC_DYLD_INFO_ONLY, mach_o.LC_SYMTAB, mach_o.LC_DYSYMTAB,
     mach_o.LC_ENCRYPTION_INFO_64, mach_o.LC_ID_DYLIB, mach_o.LC_UUID,
@@ -46,6 +48,23 @@ SECTIONS = {
     "__mod_init_func": mach_o.INITIALIZERS, "__common": mach_o.ZERO_FILL,
     "__bss": mach_o.ZERO_FILL,
 }
+# A class brings more, and no initializer.
+PANE_SECTIONS = {
+    **SECTIONS, "__cfstring": mach_o.REGULAR, "__objc_selrefs": mach_o.LITERAL_POINTERS,
+    "__objc_const": mach_o.REGULAR, "__objc_data": mach_o.REGULAR,
+    "__objc_classlist": mach_o.REGULAR, "__objc_imageinfo": mach_o.REGULAR,
+}
+
+# What one of the binaries may be, take and give.
+Binary = collections.namedtuple(
+    "Binary", "path install_name kibibytes sections initializers exports takes stubs")
+LIBRARY = Binary(
+    build.DYLIB, build.INSTALL_NAME, 96, SECTIONS, 1, interface.public_names(),
+    interface.platform_names(), build.STUBS)
+PANE = Binary(
+    build.PANE, build.PANE_INSTALL_NAME, 64, PANE_SECTIONS, 0, interface.pane_names(),
+    interface.platform_names() | interface.pane_platform_names() | settings_pane.CLASS_NAMES,
+    build.PANE_STUBS)
 
 
 class DamagedPackage(Exception):
@@ -60,9 +79,11 @@ class Package:
             self._read(DebFile(fileobj=io.BytesIO(data)), len(data))
         except (ArError, tarfile.TarError, zlib.error, OSError, EOFError, ValueError) as error:
             raise DamagedPackage(f"damaged archive: {error}") from error
-        if build.DYLIB not in self.files:
-            raise DamagedPackage(f"it has no {build.DYLIB}")
-        self.dylib = mach_o.Dylib(self.files[build.DYLIB])
+        for path in (build.DYLIB, build.PANE):
+            if path not in self.files:
+                raise DamagedPackage(f"it has no {path}")
+        self.dylib, self.pane = (mach_o.Dylib(self.files[path])
+                                 for path in (build.DYLIB, build.PANE))
 
     def _read(self, archive, size):
         members = 8 + sum(60 + member.size + member.size % 2 for member in archive.members)
@@ -79,13 +100,29 @@ class Package:
                       for entry in self.entries if entry.isreg()}
 
 
-def stub_symbols(root):
-    """From the link stubs: for each install name, the names that it gives."""
-    stubs = {}
-    for path in sorted((root / "package/stubs").glob("*.tbd")):
+# What a line of a link stub gives, by the list that it stands in.
+STUB_SYMBOLS = {"symbols": ("{}",), "objc-classes": ("_OBJC_CLASS_$_{}", "_OBJC_METACLASS_$_{}"),
+                "objc-ivars": ("_OBJC_IVAR_$_{}",)}
+
+
+def stub_entries(root, folder):
+    """From the link stubs of a folder: the install name, and the names that a line gives."""
+    for path in sorted((root / folder).glob("*.tbd")):
         text = path.read_text(encoding="utf-8")
-        name = re.search(r"install-name: '(.*)'", text).group(1)
-        stubs[name] = set(re.findall(r"^ +- (\w+)$", text, flags=re.M))
+        install_name, kind = re.search(r"install-name: '(.*)'", text).group(1), None
+        for line in text.splitlines():
+            if found := re.fullmatch(r" +([\w-]+):", line):
+                kind = found.group(1)
+            elif found := re.fullmatch(r" +- ([\w.]+)", line):
+                yield install_name, {name.format(found.group(1)) for name in STUB_SYMBOLS[kind]}
+
+
+def stub_symbols(root, folders):
+    """For each install name, the names that it gives."""
+    stubs = collections.defaultdict(set)
+    for folder in folders:
+        for install_name, names in stub_entries(root, folder):
+            stubs[install_name] |= names
     return stubs
 
 
@@ -158,26 +195,24 @@ def changelog(package, _):
             yield f"its newest entry has {name} {value}"
 
 
-# ---- The library ---------------------------------------------------------------------------------
+# ---- A binary ------------------------------------------------------------------------------------
 
-def shape(package, _):
-    library = package.dylib
+def shape(library, binary, _):
     if (library.cpu, library.cpu_variant, library.file_type) != (
             mach_o.CPU["arm64"], 0, mach_o.DYLIB):
         yield "it is no arm64 dynamic library"
-    if len(library.data) > SIZE_LIMIT:
-        yield f"it has {len(library.data)} bytes, more than {SIZE_LIMIT}"
+    if len(library.data) > 1024 * binary.kibibytes:
+        yield f"it has {len(library.data)} bytes, more than {1024 * binary.kibibytes}"
 
 
-def load_commands(package, root):
-    library = package.dylib
+def load_commands(library, binary, root):
     for command in sorted(set(library.commands) - LOAD_COMMANDS):
         yield f"load command {command:#x} does not belong there"
     for command in sorted(SINGLE_COMMANDS):
         if (count := library.commands.count(command)) != 1:
             yield f"load command {command:#x} is there {count} times instead of once"
-    if library.install_name != build.INSTALL_NAME:
-        yield f"the install name is {library.install_name} instead of {build.INSTALL_NAME}"
+    if library.install_name != binary.install_name:
+        yield f"the install name is {library.install_name} instead of {binary.install_name}"
     if library.minimum_version != build.MINIMUM_VERSION:
         yield f"the minimum version is {library.minimum_version}, not {build.MINIMUM_VERSION}"
     if library.encryption:
@@ -186,33 +221,34 @@ def load_commands(package, root):
     for name, version in zip(library.dependencies, library.least_versions):
         if version != 0:
             yield f"it wants {name} in version {version >> 16} or later"
-    for name in sorted(set(library.dependencies) ^ set(stub_symbols(root))):
+    taken = {name for _, name in taken_symbols(library)}
+    needed = {name for name, given in stub_symbols(root, binary.stubs).items() if given & taken}
+    for name in sorted(set(library.dependencies) ^ needed):
         yield f"it loads {name}" if name in library.dependencies else f"it does not load {name}"
 
 
-def layout(package, _):
-    library = package.dylib
+def layout(library, binary, _):
     segments = [(segment.name, *segment.protections) for segment in library.segments]
     if segments != [(name, protection, protection) for name, protection in SEGMENTS]:
         yield f"its segments and their protections are {segments}"
     for section in library.sections:
-        if SECTIONS.get(section.name) != section.type:
+        if binary.sections.get(section.name) != section.type:
             yield f"section {section.segment},{section.name} does not belong there"
 
 
-def initializers(package, _):
-    count = sum(section.size // 8 for section in package.dylib.sections
+def initializers(library, binary, _):
+    count = sum(section.size // 8 for section in library.sections
                 if section.type == mach_o.INITIALIZERS)
-    if count != 1:
-        yield f"it has {count} initializers instead of one"
+    if count != binary.initializers:
+        yield f"it has {count} initializers instead of {binary.initializers}"
 
 
-def exports(package, _):
-    library, public = package.dylib, interface.public_names()
+def exports(library, binary, _):
     for names, table in ((library.exported_names(), "its export trie"),
                          ({s.name for s in library.symbols if s.is_exported}, "its symbol table")):
-        for name in sorted({without_underscore(name) for name in names} ^ public):
-            yield f"{table} has no {name}" if name in public else f"{table} exports {name}"
+        for name in sorted({without_underscore(name) for name in names} ^ binary.exports):
+            yield (f"{table} has no {name}" if name in binary.exports
+                   else f"{table} exports {name}")
 
 
 def taken_symbols(library):
@@ -221,9 +257,9 @@ def taken_symbols(library):
                                     for s in library.symbols if s.is_undefined}
 
 
-def undefined_symbols(package, root):
-    library, stubs = package.dylib, stub_symbols(root)
-    known = interface.platform_names() | interface.RUNTIME_NAMES | {"dyld_stub_binder"}
+def undefined_symbols(library, binary, root):
+    stubs = stub_symbols(root, binary.stubs)
+    known = binary.takes | interface.RUNTIME_NAMES | {"dyld_stub_binder"}
     for ordinal, name in sorted(taken_symbols(library)):
         source = (library.dependencies[ordinal - 1] if 0 < ordinal <= len(library.dependencies)
                   else f"library number {ordinal}")
@@ -233,26 +269,21 @@ def undefined_symbols(package, root):
             yield f"it takes {name} from {source}"
 
 
-def link_stubs(package, root):
-    given = [without_underscore(name) for names in stub_symbols(root).values() for name in names]
-    platform = interface.platform_names()
-    taken = {without_underscore(name) for _, name in taken_symbols(package.dylib)}
-    for name in sorted(name for name in set(given) if given.count(name) > 1):
-        yield f"{name} is in two stubs"
-    for name in sorted(platform - set(given)):
-        yield f"{name} is in no stub"
-    for name in sorted(set(given) - taken):
-        yield f"{name} is in a stub, but the library does not take it"
+def unused_stubs(library, binary, root):
+    """The last folder of stubs is the binary's own."""
+    taken = {name for _, name in taken_symbols(library)}
+    for install_name, names in stub_entries(root, binary.stubs[-1]):
+        if not names & taken:
+            yield f"{' and '.join(sorted(names))} of {install_name} is in a stub, but not taken"
 
 
-def bound_at_load(package, _):
-    for _, name in sorted(package.dylib.lazily_bound_names()):
+def bound_at_load(library, _, __):
+    for _, name in sorted(library.lazily_bound_names()):
         if name != "__Unwind_Resume":  # which the code generator calls in its own way
             yield f"{name} is looked up at its first call"
 
 
-def unwound_everywhere(package, _):
-    library = package.dylib
+def unwound_everywhere(library, _, __):
     starts, encodings = zip(*library.unwinding())
     for function in library.functions():
         entry = bisect.bisect(starts, function) - 1
@@ -260,17 +291,28 @@ def unwound_everywhere(package, _):
             yield f"an exception finds no way out of the function at {function:#x}"
 
 
-def signature(package, _):
-    yield from code_signature.complaints(package.dylib)
+def signature(library, _, __):
+    yield from code_signature.complaints(library)
 
 
-def no_debug_symbols(package, _):
-    if count := sum(symbol.is_debug for symbol in package.dylib.symbols):
+def no_debug_symbols(library, _, __):
+    if count := sum(symbol.is_debug for symbol in library.symbols):
         yield f"it has {count} debugging symbols"
 
 
+# ---- All of it -----------------------------------------------------------------------------------
+
+def link_stubs(_, root):
+    given = [without_underscore(name) for _, names in stub_entries(root, build.STUBS[0])
+             for name in names]
+    for name in sorted(name for name in set(given) if given.count(name) > 1):
+        yield f"{name} is in two stubs"
+    for name in sorted(interface.platform_names() - set(given)):
+        yield f"{name} is in no stub"
+
+
 def no_build_paths(package, root):
-    on_phone = {build.INSTALL_NAME, *stub_symbols(root)}
+    on_phone = {build.INSTALL_NAME, build.PANE_INSTALL_NAME, *stub_symbols(root, build.PANE_STUBS)}
     for name, data in sorted(package.files.items()):
         for found in sorted(set(re.findall(rb"/[\w.+-]+(?:/[\w.+ -]+)+", data))):
             path = found.decode()
@@ -284,18 +326,22 @@ CHECKS = (
     ("modes and owner", modes_and_owner),
     ("filter", filter_list),
     ("changelog", changelog),
-    ("arm64 dynamic library of at most 96 KiB", shape),
+    ("link stubs give each name of the interface once", link_stubs),
+    ("no path of the build machine", no_build_paths),
+    *settings_pane.CHECKS,
+)
+BINARY_CHECKS = (
+    ("an arm64 dynamic library, and small", shape),
     ("load commands, install name, minimum version", load_commands),
     ("segments and sections", layout),
-    ("exactly one initializer", initializers),
-    ("exports exactly the public names", exports),
+    ("no initializer but the library's one", initializers),
+    ("exports exactly what its header names", exports),
     ("takes only what the platform's interface names", undefined_symbols),
-    ("link stubs give exactly what the interface names and the library takes", link_stubs),
+    ("takes all that its link stubs give", unused_stubs),
     ("bound when it is loaded", bound_at_load),
     ("unwinding for every function", unwound_everywhere),
     ("hash of every page in both signatures", signature),
     ("no debugging symbols", no_debug_symbols),
-    ("no path of the build machine", no_build_paths),
 )
 
 
@@ -305,4 +351,8 @@ def verify(data, root):
         package = Package(data)
     except (DamagedPackage, mach_o.MachOError) as error:
         return [("package can be taken apart", [str(error)])]
-    return [(title, list(check(package, root))) for title, check in CHECKS]
+    return [(title, list(check(package, root))) for title, check in CHECKS] + [
+        (f"{name}: {title}", list(check(library, binary, root)))
+        for name, library, binary in (("library", package.dylib, LIBRARY),
+                                      ("pane", package.pane, PANE))
+        for title, check in BINARY_CHECKS]

@@ -1,5 +1,5 @@
 """Checks built libraries: they give exactly the public names, take no others than the platform's,
-and run exactly one initializer when they are loaded."""
+and run exactly one initializer when they are loaded; the settings pane runs none."""
 
 import argparse
 import sys
@@ -19,22 +19,28 @@ def initializer_count(library):
     return sum(sizes) // 8 + has_init
 
 
-def complaints(library):
+def complaints(library, pane=False):
     exported = dynamic_symbols(library, "--defined-only")
     taken = dynamic_symbols(library, "--undefined-only")
-    public = interface.public_names()
+    public = interface.pane_names() if pane else interface.public_names()
+    platform = interface.platform_names() | (interface.pane_platform_names() if pane else set())
+    initializers = 0 if pane else 1
     for name in sorted(exported - public):
         yield f"exports {name}, which is not public"
     for name in sorted(public - exported):
         yield f"does not export {name}"
-    for name in sorted(taken - interface.platform_names() - interface.RUNTIME_NAMES):
+    for name in sorted(taken - platform - interface.RUNTIME_NAMES):
         yield f"takes {name}, which the platform's interface does not name"
-    if (count := initializer_count(library)) != 1:
-        yield f"has {count} load-time initializers instead of one"
+    if (count := initializer_count(library)) != initializers:
+        yield f"has {count} load-time initializers instead of {initializers}"
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--pane", help="the settings pane, with its own names and no initializer")
     parser.add_argument("library", nargs="+")
+    options = parser.parse_args()
+    checked = [(library, False) for library in options.library]
+    checked += [(options.pane, True)] if options.pane else []
     sys.exit(project.report((f"{library}: exports, undefined symbols and initializer as intended",
-                             complaints(library)) for library in parser.parse_args().library))
+                             complaints(library, pane)) for library, pane in checked))

@@ -44,6 +44,15 @@ def platform_names():
     return read_names("platform/abi.hpp")
 
 
+def pane_names():
+    return read_names("settings_pane/group_choice.hpp")
+
+
+def pane_platform_names():
+    """What the settings pane takes besides."""
+    return read_names("settings_pane/abi.hpp")
+
+
 def start_up_calls():
     """How often the library calls each operation while it is loaded."""
     counts_and_names = (line.split(" ", 1) for line in listed("tests/start_up_calls.txt"))

@@ -3,6 +3,7 @@
 program gives the same bytes for the demo and for every example."""
 
 import collections
+import os
 import pathlib
 import plistlib
 import shutil
@@ -15,8 +16,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT))
 sys.dont_write_bytecode = True
 
-from package import build  # noqa: E402
-from tools import interface, plays  # noqa: E402
+from package import build, verify  # noqa: E402
+from tools import interface, plays, project  # noqa: E402
 
 # To the one member of the examples' second group.
 MORE_VALUES = """INSERT INTO ABMultiValue (record_id, property, value)
@@ -46,6 +47,16 @@ class SameCodeTest(unittest.TestCase):
                 expected = outcome("hushlane-sim", LIBRARY, run)
                 self.assertTrue(expected[1])
                 self.assertEqual(outcome("hushlane-sim", self.dylib, run), expected)
+
+    def test_the_settings_page_in_the_package_reaches_the_library(self):
+        files = verify.Package(build.package(ROOT)).files
+        description, pane = (self.dylib.with_name(name) for name in ("Root.plist", "Pane"))
+        description.write_bytes(files[build.BUNDLE + description.name])
+        pane.write_bytes(build.pane(ROOT, "x86_64", ()))
+        told = project.run(BIN / "settings_pane-tests", env=os.environ | {
+            "HUSHLANE_LIBRARY": str(self.dylib), "HUSHLANE_PANE": str(pane),
+            "HUSHLANE_DESCRIPTION": str(description)})
+        self.assertIn("AGroupChosenByNameGetsThrough (", told)
 
     def start_up_calls(self, settings):
         """Which must be the same in both formats; threads may mix them, when there are any."""

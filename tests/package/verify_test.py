@@ -17,12 +17,13 @@ sys.dont_write_bytecode = True
 from package import build, code_signature, mach_o, verify  # noqa: E402
 
 GOOD = build.package(ROOT)
-LIBRARY = verify.Package(GOOD).dylib
+LIBRARY, PANE = verify.Package(GOOD).dylib, verify.Package(GOOD).pane
 
 
-def pack(change_files=lambda files: None, dylib=None, control=lambda text: text):
+def pack(change_files=lambda files: None, dylib=LIBRARY.data, pane=PANE.data,
+         control=lambda text: text):
     """The good package, but for what the arguments change."""
-    files = build.data_files(ROOT, dylib or LIBRARY.data)
+    files = build.data_files(ROOT, dylib, pane)
     change_files(files)
     return build.pack(files, build.File(control(build.control_file(ROOT, files).data)))
 
@@ -48,6 +49,28 @@ def with_flags(flags):
         return linked("arm64")
 
 
+def with_description(change):
+    """A package whose settings page is described otherwise."""
+    description = plistlib.loads((ROOT / "settings_pane/Root.plist").read_bytes())
+    change(description["items"])
+    return with_file(build.BUNDLE + "Root.plist", plistlib.dumps(description, fmt=plistlib.FMT_BINARY))
+
+
+def with_class(change):
+    """A package whose pane's class is written otherwise."""
+    with tempfile.TemporaryDirectory() as directory:
+        source = pathlib.Path(directory) / "controller.mm"
+        source.write_text(change((ROOT / build.PANE_CLASS).read_text(encoding="utf-8")))
+        return pack(pane=build.pane(ROOT, "arm64", [source]))
+
+
+def without_list(text):
+    """The class, made of nothing."""
+    return text.partition("@interface HLSettings")[0] + (
+        "@interface HLSettingsController : NSObject\n@end\n"
+        "@implementation HLSettingsController\n@end\n")
+
+
 def patched(offset, *words):
     """The good library with other 32-bit words at the offset, not signed again yet."""
     data = bytearray(LIBRARY.data[:LIBRARY.signature[0]])
@@ -63,7 +86,7 @@ BUNDLES = {"Filter": {"Bundles": ["com.apple.springboard", "com.apple.MobileSMS"
 SHOWN = 'extern "C" __attribute__((visibility("default")))'
 # What must be said of which broken packages. The words tell which check says them.
 BROKEN = (
-    ("it has 2 initializers instead of one", lambda: with_code(
+    ("it has 2 initializers instead of 1", lambda: with_code(
         "static volatile int n; __attribute__((constructor)) static void more() { n = 1; }")),
     ("its symbol table exports leftOver",
      lambda: with_code(f"{SHOWN} int leftOver; int leftOver = 1;")),
@@ -99,7 +122,26 @@ BROKEN = (
     ("usr/bin/extra does not belong there", lambda: with_file("usr/bin/extra", b"")),
     (build.DOCUMENTS + "copyright is missing",
      lambda: pack(lambda files: files.pop(build.DOCUMENTS + "copyright"))),
-    ("Depends is 'firmware (>= 8.0), firmware (<< 12.0)' instead of",
+    ("its methods are {'specifiers': '@16@0:8', 'groupValues:': ",
+     lambda: with_class(lambda text: text.replace("groupTitles:", "namesOfGroups:"))),
+    ("HLSettingsController is derived from _OBJC_CLASS_$_NSObject, not from PSListController",
+     lambda: with_class(without_list)),
+    ("it does not take _OBJC_IVAR_$_PSListController._specifiers, which it has to fill",
+     lambda: with_class(without_list)),
+    ("its classes are HLPage, not HLSettingsController",
+     lambda: with_class(lambda text: text.replace("HLSettingsController", "HLPage"))),
+    ("it has 1 initializers instead of 0", lambda: with_class(lambda text: text + (
+        "static volatile int n; __attribute__((constructor)) static void run() { n = 1; }"))),
+    ("NSPrincipalClass is None instead of 'HLSettingsController'",
+     lambda: with_file(build.BUNDLE + "Info.plist", b"bplist00")),
+    ("bundle is 'Other' instead of 'Hushlane'", lambda: with_file(build.PANE_ENTRY, plistlib.dumps(
+        {"entry": {"bundle": "Other"}}, fmt=plistlib.FMT_BINARY))),
+    ("icon@2x.png is no picture of 58 by 58", lambda: with_file(
+        build.BUNDLE + "icon@2x.png", (ROOT / "settings_pane/icon.png").read_bytes())),
+    ("it does not begin with a section", lambda: with_description(lambda items: items.pop(0))),
+    ("Sunday has no PostNotification",
+     lambda: with_description(lambda items: items[-7].pop("PostNotification"))),
+    ("Depends is 'preferenceloader, firmware (>= 8.0), firmware (<< 12.0)' instead of",
      lambda: pack(control=lambda text: text.replace(b"mobilesubstrate, ", b""))),
     ("Essential does not belong there",
      lambda: pack(control=lambda text: b"Essential: yes\n" + text)),

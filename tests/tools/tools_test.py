@@ -11,7 +11,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT))
 sys.dont_write_bytecode = True
 
-from tools import includes, interface  # noqa: E402
+from tools import icons, includes, interface  # noqa: E402
 
 # What must be said of an include: of nothing, when it is as it should be.
 INCLUDES = (
@@ -37,6 +37,11 @@ class ToolsTest(unittest.TestCase):
                 help_text = subprocess.run([command, "--help"], check=True, capture_output=True,
                                            text=True, cwd="/").stdout
                 self.assertIn(command.name, help_text.split("usage: ")[1])
+
+    def test_the_icons_are_as_they_are_drawn(self):
+        for name, size in icons.SIZES.items():
+            kept = icons.DRAWING.with_name(name).read_bytes()
+            self.assertTrue(kept == icons.drawn(size), f"draw {name} again: script/icons")
 
     def test_includes(self):
         for name, target, complaint in INCLUDES:
