@@ -34,7 +34,7 @@ __attribute__((objc_root_class))
 // The superclass forgets the list when it is to be read anew, and fills its table from it alone.
 - (NSArray*)specifiers {
   if (!_specifiers) {
-    HLReadGroups();
+    hlReadGroups();
     _specifiers = [[self loadSpecifiersFromPlistName:@"Root" target:self] retain];
   }
   return _specifiers;
@@ -43,11 +43,11 @@ __attribute__((objc_root_class))
 // Named by Root.plist. Called while the description is being read, when there is no cell yet, and
 // later with one: the argument says nothing.
 - (NSArray*)groupValues:(id)ignored {
-  return HLGroupValues();
+  return hlGroupValues();
 }
 
 - (NSArray*)groupTitles:(id)ignored {
-  return HLGroupTitles();
+  return hlGroupTitles();
 }
 
 @end

@@ -121,7 +121,7 @@ NSString* titleOfStored(id stored, const Choices& choices, bool groupsAreKnown) 
 }
 
 Choices readChoices() {
-  const Choices choices;
+  Choices choices;
   addFixedChoices(choices);
   const Ref<NSArray> groups = readGroups();
   for (NSDictionary* const group : platform::Each<NSDictionary>(groups.get())) {
@@ -150,14 +150,14 @@ using namespace hushlane;
 
 extern "C" {
 
-void HLReadGroups() {
+void hlReadGroups() {
   Choices choices = readChoices();
   publish(latestValues, move(choices.values));
   publish(latestTitles, move(choices.titles));
 }
 
-HushlaneObject HLGroupValues() { return latestValues; }
+HushlaneObject hlGroupValues() { return latestValues; }
 
-HushlaneObject HLGroupTitles() { return latestTitles; }
+HushlaneObject hlGroupTitles() { return latestTitles; }
 
 }  // extern "C"

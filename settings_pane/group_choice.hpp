@@ -16,12 +16,12 @@ extern "C" {
 
 /* Reads the address book and what is stored. Waits at most two seconds for the address book; where
  * it does not answer, or may not be read, there are no groups to choose. */
-void HLReadGroups(void);
+void hlReadGroups(void);
 
 /* NSArray of NSNumber, but for a stored object that is no number. Good until the next reading. */
-HushlaneObject HLGroupValues(void);
+HushlaneObject hlGroupValues(void);
 /* NSArray of NSString. */
-HushlaneObject HLGroupTitles(void);
+HushlaneObject hlGroupTitles(void);
 
 #ifdef __cplusplus
 }

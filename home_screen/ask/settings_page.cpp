@@ -37,8 +37,8 @@ simulator::Owned<Dictionary> parseDescription(std::string_view description) {
 
 // In the place of the controller, which the runtime asks by the names of its methods.
 id askPane(const LoadedLibrary& pane, const std::string& method) {
-  if (method == "groupValues:") return pane.function<HushlaneObject()>("HLGroupValues")();
-  if (method == "groupTitles:") return pane.function<HushlaneObject()>("HLGroupTitles")();
+  if (method == "groupValues:") return pane.function<HushlaneObject()>("hlGroupValues")();
+  if (method == "groupTitles:") return pane.function<HushlaneObject()>("hlGroupTitles")();
   throw std::runtime_error("the settings page: its controller has no method " + method);
 }
 
@@ -117,7 +117,7 @@ SettingsPage openSettingsPage(const simulator::Device& device, const std::filesy
   const simulator::AutoreleasePool pool;
   const auto root = parseDescription(description);
   const LoadedLibrary loaded(pane, LoadedLibrary::Host::other);
-  loaded.function<void()>("HLReadGroups")();
+  loaded.function<void()>("hlReadGroups")();
   SettingsPage page{textOf(root.get(), "title"), {}};
   for (const id entry : simulator::as<Array>(simulator::find(root.get(), "items"))->items) {
     const auto* const item = simulator::as<Dictionary>(entry);

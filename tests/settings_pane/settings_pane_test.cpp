@@ -8,7 +8,6 @@
 #include <iterator>
 #include <map>
 #include <set>
-#include <stdexcept>
 #include <thread>
 
 #include "home_screen/ask/settings_page.hpp"
@@ -20,6 +19,7 @@ namespace {
 
 using home_screen::SettingsPage;
 using Cell = SettingsPage::Cell;
+using simulator::Fault;
 
 const Texts fixedTitles = {"Everyone", "Nobody", "Favourites", "All contacts"};
 
@@ -147,29 +147,33 @@ TEST_F(SettingsPaneTest, EachChoiceGivesWhatItsTitlePromises) {
 }
 
 TEST_F(SettingsPaneTest, ShowsWhatIsStoredWhateverItIs) {
+  const char* const unknown = "Group 1, by a name not known now";
   const std::int64_t family = phone().addressBook.addGroup("Family", {});
   const struct {
     simulator::PreferenceValue stored;
-    bool access;
     std::string shown;
     bool more;  // besides the fixed choices and the groups
+    std::optional<Fault> fault;
   } rows[] = {
-      {std::int64_t{-300}, true, "Favourites", false},
-      {family, true, "Family", false},
-      {1.0 * static_cast<double>(family), true, "Family", false},
-      {std::to_string(family), true, "Family", true},
-      {family + 1, true, "Group 2, which is gone", true},
-      {family, false, "Group 1, by a name not known now", true},
-      {std::int64_t{-7}, true, "Nobody, as -7 is no choice", true},
+      {std::int64_t{-300}, "Favourites", false, {}},
+      {family, "Family", false, {}},
+      {1.0 * static_cast<double>(family), "Family", false, {}},
+      {std::to_string(family), "Family", true, {}},
+      {family + 1, "Group 2, which is gone", true, {}},
+      {family, unknown, true, Fault::ABAddressBookCreateWithOptions},
+      {family, unknown, true, Fault::ABAddressBookRequestAccessWithCompletion},
+      {family, unknown, true, Fault::ABAddressBookCopyArrayOfAllGroups},
+      {std::int64_t{-7}, "Nobody, as -7 is no choice", true, {}},
   };
   EXPECT_EQ(shown("allowedMessageGroup"), "Nobody");
   for (const auto& row : rows) {
     set("allowedMessageGroup", row.stored);
-    phone().addressBook.accessGranted = row.access;
-    const Texts fixedAndGroups = with(fixedTitles, row.access ? Texts{"Family"} : Texts{});
+    if (row.fault) simulator::failAt(*row.fault, 1, true);
+    const Texts fixedAndGroups = with(fixedTitles, row.fault ? Texts{} : Texts{"Family"});
     EXPECT_EQ(titlesOf(open().at("allowedMessageGroup")),
               with(fixedAndGroups, row.more ? Texts{row.shown} : Texts{}));
     EXPECT_EQ(shown("allowedMessageGroup"), row.shown);
+    simulator::resetFaults();
   }
 }
 
