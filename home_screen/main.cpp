@@ -24,8 +24,8 @@
 #include <string>
 #include <system_error>
 
-#include "home_screen/built_in.hpp"
 #include "home_screen/ask/settings_page.hpp"
+#include "home_screen/built_in.hpp"
 #include "home_screen/demo.hpp"
 #include "home_screen/scenario/player.hpp"
 #include "home_screen/session/saved_phone.hpp"
