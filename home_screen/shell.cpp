@@ -17,7 +17,10 @@
 #include <iostream>
 #include <sstream>
 #include <utility>
+#include <vector>
 
+#include "home_screen/completion.hpp"
+#include "home_screen/history.hpp"
 #include "home_screen/scenario/player.hpp"
 #include "home_screen/session/interruption.hpp"
 #include "home_screen/session/saved_phone.hpp"
@@ -28,39 +31,26 @@ namespace {
 
 // ---- Completion --------------------------------------------------------------------------------
 
-Lines commandNames() {
-  Lines names;
-  for (const Command& command : commandTable()) names.emplace_back(command.name);
-  return names;
-}
-
-Lines possibleWords(std::string_view before) {
-  const std::size_t start = before.find_first_not_of(' ');
-  if (start == std::string_view::npos) {
-    Lines words = commandNames();
-    words.insert(words.end(), {"help", "quit", "save"});
-    return words;
-  }
-  const std::string_view name = before.substr(start, before.find(' ', start) - start);
-  if (name == "help") return commandNames();
-  const Command* command = findCommand(name);
-  return command == nullptr ? Lines() : possibleArguments(*command);
-}
-
-Lines candidates;  // for the word at the cursor, which the line editor asks for one by one
+std::function<Completions(std::string_view)> completer;  // of a line up to the cursor
+Lines candidates;  // which the line editor asks for one by one
 
 // Called until it answers null; the editor frees the words.
-char* nextCandidate(const char* beginning, int) {
-  while (!candidates.empty()) {
-    const std::string word = std::move(candidates.back());
-    candidates.pop_back();
-    if (word.starts_with(beginning)) return ::strdup(word.c_str());
-  }
-  return nullptr;
+char* nextCandidate(const char*, int) {
+  if (candidates.empty()) return nullptr;
+  char* const word = ::strdup(candidates.back().c_str());
+  candidates.pop_back();
+  return word;
 }
 
-char** complete(const char* word, int start, int) {
-  candidates = possibleWords(std::string_view(rl_line_buffer, static_cast<std::size_t>(start)));
+// The editor's own idea of a word, from `start` on, may be a part of ours: behind a space in
+// quotes.
+char** completeWord(const char* word, int start, int end) {
+  const auto [wordStart, words] =
+      completer(std::string_view(rl_line_buffer, static_cast<std::size_t>(end)));
+  candidates.clear();
+  for (const std::string& each : words) {
+    candidates.push_back(each.substr(static_cast<std::size_t>(start) - wordStart));
+  }
   rl_attempted_completion_over = 1;  // no file names
   return rl_completion_matches(word, &nextCandidate);
 }
@@ -129,7 +119,6 @@ std::optional<std::string> typedLine() {
   }
   std::string line = typed;
   ::free(typed);
-  if (!line.empty()) ::add_history(line.c_str());
   return line;
 }
 
@@ -144,29 +133,20 @@ std::optional<std::string> pipedLine() {
 
 class Shell {
  public:
-  Shell(Session& session, bool trace)
-      : session_(session), player_(session), trace_(trace), reader_(file_, peopleOf(session)) {
+  Shell(Session& session, bool trace, std::vector<ShellQuestion> questions)
+      : session_(session),
+        questions_(std::move(questions)),
+        player_(session),
+        trace_(trace),
+        reader_(file_, peopleOf(session), questionNames()) {
     if (trace) session.keepLogging();
   }
 
   ExitStatus run() {
-    if (interactive_) {
-      std::setlocale(LC_CTYPE, "");
-      rl_attempted_completion_function = &complete;
-      Keys::take();
-      fmt::print(
-          "The scenario language; `help` lists it, Tab completes, `quit` or Ctrl-D leaves.\n");
-    }
-    while (auto line = interactive_ ? typedLine() : pipedLine()) {
-      std::string first;
-      std::string second;
-      std::istringstream(*line) >> first >> second;
-      if (first == "quit") break;
-      if (first == "help") showHelp(second);
-      if (first == "save") save(*line);
-      if (first == "help" || first == "save") line = "";  // which the reader counts as well
+    if (interactive_) beginToEdit();
+    while (auto line = interactive_ ? editedLine() : pipedLine()) {
       try {
-        if (const auto statement = reader_.readLine(*line)) play(*statement);
+        if (!answer(*line)) break;
       } catch (const ScenarioError& error) {
         complain(error.what());
         result_ = wrongUsage;
@@ -179,13 +159,6 @@ class Shell {
   }
 
  private:
-  static void showHelp(const std::string& name) {
-    const Command* command = findCommand(name);
-    fmt::print("{}", command
-                         ? fmt::format("  {}\n", describeCommand(*command))
-                         : describeCommands() + "\nsave DIR writes the phone to a new folder.\n");
-  }
-
   void save(const std::string& line) try {
     const Words words = splitIntoWords(line);
     if (words.size() != 2) throw BadWords("not one folder; expected save DIR");
@@ -201,11 +174,110 @@ class Shell {
     result_ = wrongUsage;
   }
 
-  void play(const Statement& statement) {
-    if (!started_ && statement.command->kind != Command::Kind::beforeStart) {
-      started_ = true;
-      show(player_.start());
+  void beginToEdit() {
+    std::setlocale(LC_CTYPE, "");
+    completer = [this, names = questionNames()](std::string_view line) {
+      return complete(line, session_, names);
+    };
+    rl_attempted_completion_function = &completeWord;
+    rl_completer_word_break_characters = const_cast<char*>(" ");
+    for (const std::string& line : history_.lines()) ::add_history(line.c_str());
+    Keys::take();
+    fmt::print(
+        "Statements and questions; `help` lists them, Tab completes, `quit` or Ctrl-D "
+        "leaves.\n");
+  }
+
+  std::optional<std::string> editedLine() {
+    auto line = typedLine();
+    if (line && !line->empty()) {
+      ::add_history(line->c_str());
+      history_.add(*line);
     }
+    return line;
+  }
+
+  // Whether to read on.
+  bool answer(const std::string& line) {
+    std::string first;
+    std::istringstream(line) >> first;
+    if (first == "quit") return false;
+    if (first == "help") {
+      showHelp(line);
+    } else if (first == "save") {
+      reader_.readLine("");  // which it counts as well
+      save(line);
+    } else if (const ShellQuestion* question = findQuestion(first)) {
+      ask(*question, line);
+    } else if (const auto statement = reader_.readLine(line)) {
+      play(*statement);
+    }
+    return true;
+  }
+
+  // What the language has itself comes first: it can be expected.
+  const ShellQuestion* findQuestion(const std::string& name) const {
+    if (findCommand(name) != nullptr) return nullptr;
+    const auto found = std::ranges::find(questions_, name, &ShellQuestion::name);
+    return found == questions_.end() ? nullptr : &*found;
+  }
+
+  void showHelp(const std::string& line) {
+    std::string name;
+    std::istringstream(line) >> name >> name;
+    if (name != "help" && findQuestion(name) == nullptr && findCommand(name) == nullptr) {
+      reader_.readLine(name);  // complains
+    }
+    reader_.readLine("");  // what it need not see still counts as a line
+    if (const Command* command = findCommand(name)) {
+      fmt::print("  {}\n", describeCommand(*command));
+    } else if (const ShellQuestion* question = findQuestion(name)) {
+      question->ask(session_, {"--help"});
+    } else {
+      showAllHelp();
+    }
+  }
+
+  Lines questionNames() const {
+    Lines names;
+    for (const ShellQuestion& question : questions_) names.push_back(question.name);
+    return names;
+  }
+
+  void showAllHelp() const {
+    fmt::print("Questions about the phone in hand (NAME --help tells more):\n");
+    for (const auto& [name, usage, help, ask] : questions_) {
+      fmt::print("  {:<39}{}\n", usage.empty() ? name : fmt::format("{} {}", name, usage), help);
+    }
+    fmt::print("\n{}\nThe shell itself:\n", describeCommands());
+    for (const auto& [usage, help] : {std::pair("help [COMMAND]", "this list, or its part"),
+                                      std::pair("save DIR", "writes the phone to a new folder"),
+                                      std::pair("quit", "leaves, as Ctrl-D does")}) {
+      fmt::print("  {:<39}{}\n", usage, help);
+    }
+  }
+
+  void ask(const ShellQuestion& question, const std::string& line) {
+    Lines words;
+    for (const Word& word : reader_.readForeignLine(line)) words.push_back(word.text);
+    start();
+    if (!interactive_) showText(Outcome{reader_.line(), line, {}, {}, false, {}}, false);
+    words.erase(words.begin());
+    try {
+      question.ask(session_, std::move(words));
+    } catch (const BadWords& error) {
+      throw reader_.complaint(error);
+    }
+    session_.takeLog();
+  }
+
+  void start() {
+    if (std::exchange(started_, true)) return;
+    show(player_.start());
+  }
+
+  void play(const Statement& statement) {
+    if (statement.command->kind != Command::Kind::beforeStart) start();
     show(player_.run(statement));
   }
 
@@ -218,6 +290,8 @@ class Shell {
   const bool interactive_ = ::isatty(STDIN_FILENO) != 0 && ::isatty(STDOUT_FILENO) != 0;
   const std::string file_ = interactive_ ? "shell" : "standard input";
   Session& session_;
+  std::vector<ShellQuestion> questions_;
+  const History history_;
   Player player_;
   bool trace_;
   ScenarioReader reader_;
@@ -227,6 +301,8 @@ class Shell {
 
 }  // namespace
 
-ExitStatus runShell(Session& session, bool trace) { return Shell(session, trace).run(); }
+ExitStatus runShell(Session& session, bool trace, std::vector<ShellQuestion> questions) {
+  return Shell(session, trace, std::move(questions)).run();
+}
 
 }  // namespace home_screen

@@ -1,6 +1,6 @@
 #include "home_screen/ask/schedule.hpp"
 
-#include <optional>
+#include <algorithm>
 
 #include "home_screen/ask/exported.hpp"
 #include "home_screen/ask/mode.hpp"
@@ -48,6 +48,24 @@ ScheduleAnswer askAboutSchedule(Session& session, std::chrono::sys_seconds momen
 
 ScheduleAnswer askAboutSchedule(Session& session) {
   return askAboutSchedule(session, session.device().clock.now());
+}
+
+// It begins where a period does, or at a midnight.
+std::optional<LocalTime> nextNight(Session& session) {
+  const simulator::Clock& clock = session.device().clock;
+  std::vector<minutes> times = session.device().bulletinBoard.scheduleBoundaries();
+  if (times.empty()) return std::nullopt;
+  times.push_back(minutes(0));
+  std::ranges::sort(times);
+  const LocalTime today = std::chrono::floor<days>(clock.local(clock.now()));
+  for (days day(0); day <= days(7); ++day) {
+    for (const minutes time : times) {
+      const auto moment = clock.instant(today + day + time);
+      if (moment < clock.now()) continue;
+      if (askAboutSchedule(session, moment).active) return clock.local(moment);
+    }
+  }
+  return std::nullopt;
 }
 
 std::string weekdayName(int weekday) {

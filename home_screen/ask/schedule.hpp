@@ -3,6 +3,7 @@
 
 #include <array>
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,9 @@ struct ScheduleAnswer {
 };
 ScheduleAnswer askAboutSchedule(Session& session, std::chrono::sys_seconds moment);
 ScheduleAnswer askAboutSchedule(Session& session);  // now
+
+// The next moment from now on, within a week, at which it is in force.
+std::optional<LocalTime> nextNight(Session& session);
 
 // "Sunday" for 1 to "Saturday" for 7.
 std::string weekdayName(int weekday);

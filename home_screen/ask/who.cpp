@@ -8,6 +8,7 @@
 #include "home_screen/ask/directory.hpp"
 #include "home_screen/ask/message.hpp"
 #include "home_screen/ask/mode.hpp"
+#include "home_screen/ask/schedule.hpp"
 #include "simulator/device.hpp"
 
 namespace home_screen {
@@ -32,6 +33,7 @@ bool isSame(const std::string& destination, const std::string& sender) {
 std::string reasonNaming(const GateLog& gate, const simulator::Person& person,
                          const std::string& value, const std::string& sender,
                          const Directory& directory) {
+  if (!gate.doNotDisturb && gate.presented) return "";
   const bool asked = gate.doNotDisturb && !gate.phonePresents;
   if (asked && !gate.presented && gate.digitsCompared) return "none ends in " + gate.tail;
   auto entry = asked && gate.presented ? entryBehind(gate, sender, directory) : std::nullopt;
@@ -112,7 +114,9 @@ Who askWho(Session& session) {
   const simulator::Clock& clock = session.device().clock;
   const Exports& library = session.library();
   Who who{clock.local(clock.now()),
+          clock.timeZone(),
           library.isDNDActive,
+          library.isDNDActive ? std::nullopt : nextNight(session),
           modeName(library.allowedMessageGroup, directory),
           {},
           library.maxNumOfDigitsToCompare,

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,7 +16,8 @@ struct Who {
   struct Entry {
     std::string value;  // as it is stored
     bool presented;
-    std::string why;  // by which entry, and whose it is when it is another person's
+    std::string why;  // by which entry, and whose it is when it is another person's; "" where
+                      // it is only that Do Not Disturb is off
   };
   struct Person {
     std::string name;
@@ -27,7 +29,9 @@ struct Who {
   };
 
   LocalTime at;
+  std::string timeZone;
   bool doNotDisturb;
+  std::optional<LocalTime> night;  // when it is off: the next moment at which it is on
   std::string letThrough;
   std::vector<Person> people;
   std::int64_t digitsCompared;

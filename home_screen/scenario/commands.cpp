@@ -10,6 +10,7 @@
 #include "home_screen/ask/exported.hpp"
 #include "home_screen/ask/message.hpp"
 #include "home_screen/session/interruption.hpp"
+#include "home_screen/session/nearest.hpp"
 #include "simulator/device.hpp"
 
 namespace home_screen {
@@ -28,8 +29,12 @@ class Arguments {
     const Lines choices = possibleArguments(command_);
     const std::string& text = next().text;
     const auto found = std::find(choices.begin(), choices.end(), text);
-    if (found == choices.end()) refuse(text, "is not one of the choices");
+    if (found == choices.end()) refuseChoice(text, choices);
     return static_cast<std::size_t>(found - choices.begin());
+  }
+
+  [[noreturn]] static void refuseChoice(const std::string& text, const Lines& choices) {
+    refuse(text, ("is not one of the choices" + didYouMean(text, choices)).c_str());
   }
 
   [[noreturn]] static void refuse(const std::string& text, const char* why) {
@@ -135,7 +140,7 @@ void take(Arguments& words, Contact& contact) {
   contact.name = words.next().text;
   while (!words.atEnd()) {
     const std::string& kind = words.next().text;
-    if (kind != "phone" && kind != "email") Arguments::refuse(kind, "is not one of the choices");
+    if (kind != "phone" && kind != "email") Arguments::refuseChoice(kind, {"phone", "email"});
     if (words.atEnd()) throw BadWords("no " + kind + " behind it");
     (kind == "phone" ? contact.phones : contact.emails).push_back(words.next().text);
   }
@@ -268,6 +273,8 @@ constexpr Command commands[] = {
      does([](Stage& on, bool present) { on.phone().addressBook.present = present; })},
     {"dnd", "on|off", "Do Not Disturb by hand",
      does([](Stage& on, bool dnd) { on.phone().bulletinBoard.setManualDoNotDisturb(dnd); })},
+    {"schedule", "HH:MM-HH:MM|off", "Do Not Disturb daily from then to then",
+     does([](Stage& on, Schedule schedule) { on.phone().bulletinBoard.setSchedule(schedule); })},
     {"gateway", "TYPES [SOURCE]", "reports override types to the gateway",
      does([](Stage& on, std::uint64_t types, std::optional<std::uint64_t> source) {
        on.phone().bulletinBoard.reportOverrideTypes(types, source);
@@ -284,8 +291,6 @@ constexpr Command commands[] = {
      does([](Stage& on, std::int32_t type, const std::optional<std::string>& sender) {
        return answerName(on.phone().bulletinBoard.arrives(type, sender));
      })},
-    {"schedule", "HH:MM-HH:MM|off", "Do Not Disturb daily from then to then",
-     does([](Stage& on, Schedule schedule) { on.phone().bulletinBoard.setSchedule(schedule); })},
     {"active", localTimeWords, "is the schedule in force at that time?",
      does([](Stage& on, LocalTime time) {
        const auto moment = on.phone().clock.instant(time);
@@ -313,6 +318,16 @@ constexpr Command commands[] = {
      does([](Stage& on, const std::string& text) { return expectLog(on.previous, text); }),
      expectation},
 };
+
+// What the commands of the table are about, from the named one on.
+constexpr std::pair<std::string_view, const char*> headings[] = {
+    {"foundation-version", "The phone and its clock"},
+    {"set", "Settings"},
+    {"contact", "People"},
+    {"dnd", "Do Not Disturb"},
+    {"message", "What arrives"},
+    {"active", "What the library answers by itself"},
+    {"expect", "What the command before should have done"}};
 
 // How few and how many words the usage allows.
 std::pair<std::ptrdiff_t, std::ptrdiff_t> wordsIn(std::string_view arguments) {
@@ -349,6 +364,7 @@ Action readCommand(const Command& command, const Words& arguments, People& peopl
   Arguments words(command, arguments, people);
   return command.read(words);
 } catch (const BadWords& error) {
+  if (std::string_view(error.what()).ends_with('?')) throw;  // it has a better idea
   throw BadWords(fmt::format("{}; expected {}", error.what(), command.usage()));
 }
 
@@ -371,8 +387,13 @@ std::string describeCommand(const Command& command) {
 }
 
 std::string describeCommands() {
-  std::string text = "The scenario language, one command a line, # starts a comment:\n";
-  for (const Command& command : commandTable()) text += "  " + describeCommand(command) + "\n";
+  std::string text = "The scenario language, one command a line, # starts a comment.\n";
+  for (const Command& command : commandTable()) {
+    for (const auto& [first, heading] : headings) {
+      if (first == command.name) text += fmt::format("\n{}:\n", heading);
+    }
+    text += "  " + describeCommand(command) + "\n";
+  }
   return text;
 }
 

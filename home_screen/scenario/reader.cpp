@@ -7,6 +7,8 @@
 #include <system_error>
 #include <utility>
 
+#include "home_screen/session/nearest.hpp"
+
 namespace home_screen {
 namespace {
 
@@ -77,28 +79,46 @@ SplitLine splitLine(std::string_view line) {
   return result;
 }
 
-const Command& commandNamed(const std::string& name) {
+const Command& commandNamed(const std::string& name, Lines names) {
   if (const Command* command = findCommand(name)) return *command;
-  std::string names;
-  for (const Command& command : commandTable()) {
-    names.append(names.empty() ? "" : ", ").append(command.name);
-  }
-  throw BadWords("unknown command \"" + name + "\"; expected one of " + names);
+  for (const Command& command : commandTable()) names.emplace_back(command.name);
+  throw BadWords("unknown command \"" + name + '"' + didYouMeanOneOf(name, names));
 }
 
 }  // namespace
 
 Words splitIntoWords(std::string_view line) { return splitLine(line).words; }
 
-ScenarioReader::ScenarioReader(std::string file, People people)
-    : file_(std::move(file)), people_(std::move(people)) {}
+ScenarioReader::ScenarioReader(std::string file, People people, Lines foreign)
+    : file_(std::move(file)), people_(std::move(people)), foreign_(std::move(foreign)) {}
+
+ScenarioError ScenarioReader::complaint(const BadWords& error) const {
+  return ScenarioError(file_ + ":" + std::to_string(line_) + ": " + error.what());
+}
+
+void ScenarioReader::assumePerson(std::string_view line) try {
+  const Words words = splitLine(line).words;
+  if (words.size() > 1 && words[0].text == "contact") people_.emplace(words[1].text, 0);
+} catch (const BadWords&) {
+  return;
+}
+
+Words ScenarioReader::readForeignLine(std::string_view line) {
+  ++line_;
+  started_ = true;
+  try {
+    return splitLine(line).words;
+  } catch (const BadWords& error) {
+    throw complaint(error);
+  }
+}
 
 std::optional<Statement> ScenarioReader::readLine(std::string_view line) {
   ++line_;
   try {
     auto [words, text] = splitLine(line);
     if (words.empty()) return std::nullopt;
-    const Command& command = commandNamed(words.front().text);
+    const Command& command = commandNamed(words.front().text, foreign_);
     words.erase(words.begin());
     Action action = readCommand(command, words, people_);
     if (command.kind == Command::Kind::beforeStart && started_) {
@@ -108,7 +128,7 @@ std::optional<Statement> ScenarioReader::readLine(std::string_view line) {
     started_ = command.kind != Command::Kind::beforeStart;
     return Statement{line_, std::move(text), &command, std::move(words), std::move(action)};
   } catch (const BadWords& error) {
-    throw ScenarioError(file_ + ":" + std::to_string(line_) + ": " + error.what());
+    throw complaint(error);
   }
 }
 
@@ -116,9 +136,16 @@ std::vector<Statement> readScenario(std::istream& stream, const std::string& fil
   ScenarioReader reader(file, std::move(people));
   std::vector<Statement> statements;
   std::string line;
+  Lines complaints;
   while (std::getline(stream, line)) {
-    if (auto statement = reader.readLine(line)) statements.push_back(std::move(*statement));
+    try {
+      if (auto statement = reader.readLine(line)) statements.push_back(std::move(*statement));
+    } catch (const ScenarioError& error) {
+      complaints.emplace_back(error.what());
+      reader.assumePerson(line);
+    }
   }
+  if (!complaints.empty()) throw ScenarioError(std::move(complaints));
   if (!stream.eof()) throw ScenarioError(file + ": can't be read; expected a scenario file");
   return statements;
 }

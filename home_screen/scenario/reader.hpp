@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "home_screen/scenario/commands.hpp"
@@ -23,10 +24,17 @@ struct Statement {
   Action action;
 };
 
-// "FILE:LINE: what is wrong; expected what belongs there".
+// "FILE:LINE: what is wrong; expected what belongs there", for each wrong line.
 class ScenarioError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit ScenarioError(const std::string& complaint) : ScenarioError(Lines{complaint}) {}
+  explicit ScenarioError(Lines complaints)
+      : std::runtime_error(complaints.front()), complaints_(std::move(complaints)) {}
+
+  const Lines& complaints() const { return complaints_; }
+
+ private:
+  Lines complaints_;
 };
 
 // The words of a line, without the comment. Throws BadWords.
@@ -34,20 +42,35 @@ Words splitIntoWords(std::string_view line);
 
 class ScenarioReader {
  public:
-  // `people` are those that the phone knows already.
-  ScenarioReader(std::string file, People people);
+  // `people` are those that the phone knows already; `foreign` are names that whoever reads lines
+  // by this knows besides the commands.
+  ScenarioReader(std::string file, People people, Lines foreign = {});
 
   // The statement of the next line; nothing for an empty one. Throws ScenarioError.
   std::optional<Statement> readLine(std::string_view line);
 
+  // After a wrong line: if it was to add a person, that one counts as known, so that no other line
+  // is wrong only for that.
+  void assumePerson(std::string_view line);
+
+  // The words of a line that is no statement, but needs the host as all but the first statements
+  // do. Throws ScenarioError.
+  Words readForeignLine(std::string_view line);
+
+  int line() const { return line_; }  // the number of the line that was read last
+
+  // The complaint about the line that was read last.
+  ScenarioError complaint(const BadWords& error) const;
+
  private:
   std::string file_;
   People people_;
+  Lines foreign_;
   int line_ = 0;
   bool started_ = false;
 };
 
-// Throws ScenarioError for the first wrong line, and when the stream can't be read.
+// Throws ScenarioError for all wrong lines, and when the stream can't be read.
 std::vector<Statement> readScenario(std::istream& stream, const std::string& file, People people);
 
 // At the end of standard input: throws ScenarioError when it is none, since it could not be read.

@@ -1,6 +1,7 @@
 #include "home_screen/session/notation.hpp"
 
 #include <date/date.h>
+#include <date/tz.h>
 #include <fmt/core.h>
 
 #include <algorithm>
@@ -106,6 +107,12 @@ std::optional<std::chrono::seconds> parseDuration(std::string_view text) {
     text.remove_prefix(digits + 1);
   }
   return sum;
+}
+
+Lines timeZones() {
+  Lines names;
+  for (const date::time_zone& zone : date::get_tzdb().zones) names.push_back(zone.name());
+  return names;
 }
 
 bool isTimeZone(const std::string& name) {

@@ -43,6 +43,8 @@ std::optional<std::vector<simulator::DailyPeriod>> parseSchedule(std::string_vie
 // "2h30m": days, hours, minutes and seconds in that order, each at most once and below 100,000.
 std::optional<std::chrono::seconds> parseDuration(std::string_view text);
 
+// The IANA names that the machine's time-zone database holds.
+Lines timeZones();
 // Is this an IANA name that the machine's time-zone database holds?
 bool isTimeZone(const std::string& name);
 

@@ -22,18 +22,23 @@ Session::~Session() {
   simulator::keepZombies(false);
 }
 
+void Session::prepare(const Situation& situation) {
+  simulator::Clock& clock = device_.clock;
+  if (!situation.timeZone.empty()) clock.setTimeZone(situation.timeZone);
+  if (situation.machineTime) clock.set(machineTime());
+  if (situation.when) clock.set(onClock(*situation.when, clock.local(clock.now())));
+  change(device_, situation.settings);
+  if (situation.mode) change(device_, *situation.mode);
+  prepared_ = situation;
+}
+
 void Session::start() {
   loaded_ = std::make_unique<simulator::LoadedLibrary>(libraryFile_);
   exports_ = std::make_unique<Exports>(*loaded_);
   if (keepsLogging_) library().enableDebugLogging = true;
-}
-
-void Session::start(const Situation& situation) {
-  if (!situation.timeZone.empty()) device_.clock.setTimeZone(situation.timeZone);
-  start();
+  if (!prepared_) return;
   device_.bulletinBoard.refresh();
-  if (situation.time) device_.setLocalTime(*situation.time);
-  if (situation.doNotDisturb) device_.bulletinBoard.setManualDoNotDisturb(true);
+  if (prepared_->doNotDisturb) device_.bulletinBoard.setManualDoNotDisturb(true);
 }
 
 bool Session::knows(PhonePart part) const {

@@ -12,9 +12,11 @@
 #include <string>
 #include <vector>
 
+#include "home_screen/session/moment.hpp"
 #include "home_screen/session/notation.hpp"
 #include "home_screen/session/phone_files.hpp"
 #include "home_screen/session/progress.hpp"
+#include "home_screen/session/what_if.hpp"
 #include "hushlane/hushlane.h"
 
 namespace simulator {
@@ -71,9 +73,12 @@ inline constexpr const char* ownNotifications[] = {"manualdndenabled", "reloadse
 
 // Where a phone stands when somebody asks it.
 struct Situation {
-  std::optional<LocalTime> time;  // else as the clock stands
-  std::string timeZone;           // "" as the clock has it
-  bool doNotDisturb = false;      // switched on by hand
+  bool machineTime = false;  // the clock shows the machine's, else it stands
+  std::string timeZone;      // "" as the clock has it
+  std::optional<When> when;  // else as the clock shows
+  std::vector<Setting> settings;
+  std::optional<ModeChoice> mode;
+  bool doNotDisturb = false;  // switched on by hand
 };
 
 // Of what the phone in hand is a copy.
@@ -90,10 +95,12 @@ class Session {
   // From the start on, the library's debug logging is set again after each load of its settings.
   void keepLogging() { keepsLogging_ = true; }
 
+  // Before the start: brings the phone there. Throws WrongSetting.
+  void prepare(const Situation& situation);
+
   // Starts the host, which loads the library. Throws std::runtime_error when it can't be loaded.
+  // On a phone that was prepared, the host then asks whether Do Not Disturb is on.
   void start();
-  // The same, and brings the phone there.
-  void start(const Situation& situation);
 
   // Called in the course of long answers; nothing is, when it is empty.
   ShowProgress showProgress;
@@ -122,6 +129,7 @@ class Session {
   simulator::Device& device_;
   std::string libraryFile_;
   bool keepsLogging_ = false;
+  std::optional<Situation> prepared_;
   std::unique_ptr<simulator::LoadedLibrary> loaded_;
   std::unique_ptr<Exports> exports_;
 };

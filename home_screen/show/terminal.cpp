@@ -16,17 +16,22 @@
 namespace home_screen {
 namespace {
 
-bool colourWanted() {
-  static const bool wanted = ::isatty(STDOUT_FILENO) != 0 && ::getenv("NO_COLOR") == nullptr;
-  return wanted;
-}
+Colour chosenColour = Colour::automatic;
 
 bool isDumb() {
   const char* const terminal = ::getenv("TERM");
   return terminal == nullptr || std::string_view(terminal) == "dumb";
 }
 
+bool colourWanted() {
+  static const bool suits =
+      ::isatty(STDOUT_FILENO) != 0 && !isDumb() && ::getenv("NO_COLOR") == nullptr;
+  return chosenColour == Colour::always || (chosenColour == Colour::automatic && suits);
+}
+
 }  // namespace
+
+void chooseColour(Colour choice) { chosenColour = choice; }
 
 std::string toned(const std::string& text, Tone tone) {
   static constexpr const char* codes[] = {"32", "31", "2", "1"};

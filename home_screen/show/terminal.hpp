@@ -13,8 +13,12 @@ namespace home_screen {
 
 enum class Tone { good, bad, faint, strong };
 
-// The text as it is; in colour where standard output is a terminal, unless NO_COLOR is set
+// By itself: where standard output is a terminal that is not dumb (TERM), unless NO_COLOR is set
 // (https://no-color.org).
+enum class Colour { automatic, always, never };
+void chooseColour(Colour choice);
+
+// The text as it is, or in colour.
 std::string toned(const std::string& text, Tone tone);
 
 // The columns that a printable text takes on a terminal: two for a wide character, none for one

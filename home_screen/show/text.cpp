@@ -21,6 +21,11 @@ void showUnknown(const std::vector<PhonePart>& parts) {
   for (const PhonePart part : parts) fmt::print("Not in this backup: {}\n", describe(part));
 }
 
+// The first line of an answer says which moment and zone were taken.
+std::string momentAndZone(LocalTime time, const std::string& zone) {
+  return moment(time) + ", " + zone;
+}
+
 // ---- A message explained -----------------------------------------------------------------------
 
 void showCondition(const Condition& condition) {
@@ -77,12 +82,31 @@ void showPerson(const Who::Person& person) {
     fmt::print("{}\n", nameAndValue(name, "(neither number nor address)"));
   }
   for (const Who::Entry& entry : person.entries) {
-    const std::string result = padded(entry.presented ? "through" : "held back", resultWidth);
+    const std::string result =
+        padded(entry.presented ? "through" : "held back", entry.why.empty() ? 0 : resultWidth);
     fmt::print("{}{}\n",
                withColumn(nameAndValue(std::exchange(name, ""), entry.value), resultColumn,
                           toned(result, entry.presented ? Tone::good : Tone::bad)),
                printable(entry.why));
   }
+}
+
+// Do Not Disturb is off, which answers for everybody.
+void showHowToAskAboutTheNight(const Who& who, bool atPrompt) {
+  const std::string byHand = atPrompt ? "\"dnd on\"" : "--dnd";
+  if (holds(who.unknown, PhonePart::schedule) && !who.night) {
+    fmt::print("Ask with a schedule that stands in for it, --schedule 22:00-07:00, or with {}.\n",
+               byHand);
+    return;
+  }
+  if (!who.night) {
+    fmt::print("No schedule switches it on within a week; {} does by hand.\n", byHand);
+    return;
+  }
+  const std::string night = formatTime("%F %R", *who.night);
+  fmt::print("Ask about the night with {}, or with {}.\n",
+             atPrompt ? fmt::format("\"clock {}\"", night) : fmt::format("--at \"{}\"", night),
+             byHand);
 }
 
 void showSharedTails(const Who& who) {
@@ -155,7 +179,7 @@ void showLogOf(const Outcome& outcome) {
 void showText(const Explanation& explanation) {
   fmt::print("A message from {} at {}:\n",
              explanation.sender.empty() ? "\"\"" : printable(explanation.sender),
-             moment(explanation.at));
+             momentAndZone(explanation.at, explanation.timeZone));
   showUnknown(explanation.unknown);
   fmt::print("\n");
   for (const Condition& condition : explanation.chain) showCondition(condition);
@@ -169,13 +193,13 @@ void showText(const Explanation& explanation) {
   showChanges(explanation.changes);
 }
 
-void showText(const Who& who) {
-  fmt::print("{}: Do Not Disturb {}\n", moment(who.at),
-             who.doNotDisturb ? "on, let through: " + printable(who.letThrough)
-             : holds(who.unknown, PhonePart::schedule)
-                 ? "off as far as is known, so that all get through"
-                 : "off, so that all get through");
+void showText(const Who& who, bool atPrompt) {
+  const bool unsure = !who.doNotDisturb && holds(who.unknown, PhonePart::schedule);
+  fmt::print("{}: Do Not Disturb {}{}\n", momentAndZone(who.at, who.timeZone),
+             who.doNotDisturb ? "on, let through: " + printable(who.letThrough) : "off",
+             unsure ? " as far as is known" : "");
   showUnknown(who.unknown);
+  if (!who.doNotDisturb) showHowToAskAboutTheNight(who, atPrompt);
   fmt::print("\n");
   if (holds(who.unknown, PhonePart::addressBook)) return;
   if (who.people.empty()) {
@@ -188,12 +212,11 @@ void showText(const Who& who) {
 }
 
 void showText(const Calendar& calendar) {
-  fmt::print("Schedule   {}\nSuppressed {}\nTime zone  {}\n",
+  fmt::print("{}\n\nSchedule   {}\nSuppressed {}\n", momentAndZone(calendar.now, calendar.timeZone),
              calendar.schedule.empty() ? "none stored" : calendar.schedule,
              calendar.suppressedDays.empty()
                  ? "no day"
-                 : fmt::format("{}", fmt::join(calendar.suppressedDays, ", ")),
-             calendar.timeZone);
+                 : fmt::format("{}", fmt::join(calendar.suppressedDays, ", ")));
   showUnknown(calendar.unknown);
   if (holds(calendar.unknown, PhonePart::schedule)) {
     fmt::print("\nAsk with a schedule that stands in for it: --schedule 22:00-07:00\n");

@@ -12,7 +12,8 @@
 namespace home_screen {
 
 void showText(const Explanation& explanation);
-void showText(const Who& who);
+// `atPrompt`: how to ask about the night is told for the shell.
+void showText(const Who& who, bool atPrompt);
 void showText(const Calendar& calendar);
 
 // A command and what it did. With `showLog`, also the log texts, and the start of the host.
