@@ -205,28 +205,49 @@ struct Question {
   Examples examples;
 };
 
+template <class Answer>
+void show(const Answer& answer, const Options& options) {
+  options.json ? showJson(answer) : showText(answer);
+}
+
 constexpr Question questions[] = {
     {"explain",
      "why a message is presented or held back",
      sender | moment | doNotDisturb | json,
      [](Session& session, const Options& options) {
-       const Explanation explanation = askToExplain(session, options.sender);
-       options.json ? showJson(explanation) : showText(explanation);
+       show(askToExplain(session, options.sender), options);
      },
      {"hushlane-sim explain +15550100163 --device examples/phone --at 2026-11-22T01:00",
       "hushlane-sim explain mara@quill.example --device examples/phone --dnd --mode contacts"}},
     {"who",
      "who would get through",
-     moment | doNotDisturb,
-     [](Session& session, const Options& options) { showText(askWho(session), options.atPrompt); },
+     moment | doNotDisturb | json,
+     [](Session& session, const Options& options) {
+       const Who who = askWho(session);
+       options.json ? showJson(who) : showText(who, options.atPrompt);
+     },
      {"hushlane-sim who --device examples/phone --at 23:30 --time-zone Europe/Berlin",
       "hushlane-sim who --device examples/phone --dnd --mode group=Clinic"}},
     {"calendar",
      "when Do Not Disturb comes and goes",
-     moment | days,
-     [](Session& session, const Options& options) { showText(askCalendar(session, options.days)); },
+     moment | days | json,
+     [](Session& session, const Options& options) {
+       show(askCalendar(session, options.days), options);
+     },
      {"hushlane-sim calendar --device examples/phone --set schedulerWeekday_7=true",
       "hushlane-sim calendar --device examples/phone --at 2026-10-24 --time-zone Europe/Berlin"}},
+    {"groups",
+     "the groups that can be let through",
+     json,
+     [](Session& session, const Options& options) { show(askGroups(session), options); },
+     {"hushlane-sim groups --device examples/phone",
+      "hushlane-sim groups --device examples/phone --json"}},
+    {"digits",
+     "what each number of compared digits would do",
+     json,
+     [](Session& session, const Options& options) { show(askDigits(session), options); },
+     {"hushlane-sim digits --device examples/phone",
+      "hushlane-sim digits --device examples/phone --mode group=Clinic"}},
     {"settings",
      "the page of the phone's Settings app, or its file",
      output,

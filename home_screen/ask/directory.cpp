@@ -22,6 +22,11 @@ const simulator::Group* Directory::group(std::int64_t id) const {
   return found == groupById_.end() ? nullptr : &groups_[found->second];
 }
 
+const simulator::Person* Directory::person(std::int64_t id) const {
+  const auto found = personById_.find(id);
+  return found == personById_.end() ? nullptr : &people_[found->second];
+}
+
 const Directory::Members& Directory::membersOf(std::int64_t group) const {
   const auto [known, isNew] = members_.try_emplace(group);
   const simulator::Group* const chosen = isNew ? this->group(group) : nullptr;
@@ -83,8 +88,10 @@ std::vector<std::string> destinationsOf(const simulator::Person& person) {
 }
 
 std::string modeName(std::int64_t mode, const Directory& directory) {
-  const simulator::Group* group = directory.group(mode);
-  return group == nullptr ? modeName(mode) : "group " + group->name;
+  if (mode <= 0) return modeName(mode);
+  const simulator::Group* const group = directory.group(mode);
+  if (group == nullptr) return modeName(mode) + ", which does not exist";
+  return "group " + (group->name.empty() ? std::to_string(mode) + " (no name)" : group->name);
 }
 
 }  // namespace home_screen

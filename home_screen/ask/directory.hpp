@@ -32,7 +32,9 @@ class Directory {
 
   const std::vector<simulator::Person>& people() const { return people_; }
   const std::vector<simulator::Group>& groups() const { return groups_; }
-  const simulator::Group* group(std::int64_t id) const;  // null when there is none
+  // Null when there is none.
+  const simulator::Group* group(std::int64_t id) const;
+  const simulator::Person* person(std::int64_t id) const;
 
   // The first member with a number of just these digits; with just this address.
   std::optional<Entry> memberWithDigits(std::int64_t group, const std::string& digits) const;

@@ -47,16 +47,20 @@ std::string reasonNaming(const GateLog& gate, const simulator::Person& person,
 
 Who::Person askAbout(Session& session, const simulator::Person& person,
                      const Directory& directory) {
-  Who::Person answer{person.name, {}};
-  const auto ask = [&](const std::string& value, const std::string& sender) {
-    const auto [presented, gate] = askAboutMessage(session, sender);
+  Who::Person answer{person.id, person.name, {}};
+  const auto ask = [&](const std::string& value, const std::optional<std::string>& sender) {
+    if (!sender) {
+      answer.entries.push_back({value, sender, false, "no digits: no message bears it"});
+      return;
+    }
+    const auto [presented, gate] = askAboutMessage(session, *sender);
     const bool known =
         !gate.doNotDisturb || gate.phonePresents || knowsWhomToLetThrough(session, gate.mode);
     answer.entries.push_back(
-        {value, presented,
-         known ? reasonNaming(gate, person, value, sender, directory) : unknownPart});
+        {value, sender, presented,
+         known ? reasonNaming(gate, person, value, *sender, directory) : unknownPart});
   };
-  for (const std::string& number : person.phones) ask(number, senderFrom(number));
+  for (const std::string& number : person.phones) ask(number, senderOf(number));
   for (const std::string& address : person.emails) ask(address, address);
   return answer;
 }
@@ -69,27 +73,6 @@ std::vector<Who::Person> askAboutAll(Session& session, const Directory& director
     answers.push_back(askAbout(session, person, directory));
   }
   return answers;
-}
-
-std::vector<Who::SharedTail> sharedTails(Session& session, const Directory& directory) {
-  // By tail: the record IDs and names.
-  std::unordered_map<std::string, std::map<std::int64_t, std::string>> owners;
-  Steps steps(session.showProgress, "people's tails", directory.people().size());
-  for (const simulator::Person& person : directory.people()) {
-    steps.next();
-    for (const std::string& number : person.phones) {
-      const std::string tail = askForTail(session, simulator::digitsOf(number));
-      if (!tail.empty()) owners[tail].emplace(person.id, person.name);
-    }
-  }
-  std::vector<Who::SharedTail> shared;
-  for (const auto& [tail, people] : owners) {
-    if (people.size() < 2) continue;
-    shared.push_back({tail, {}});
-    for (const auto& [recordId, name] : people) shared.back().names.push_back(name);
-  }
-  std::ranges::sort(shared, {}, &Who::SharedTail::tail);
-  return shared;
 }
 
 }  // namespace
@@ -109,6 +92,33 @@ std::string senderFrom(std::string_view storedNumber) {
   return sender;
 }
 
+std::optional<std::string> senderOf(const std::string& storedNumber) {
+  if (storedNumber.find('@') != std::string::npos) return storedNumber;
+  std::string sender = senderFrom(storedNumber);
+  return simulator::digitsOf(sender).empty() ? std::nullopt : std::optional(std::move(sender));
+}
+
+std::vector<Who::SharedTail> askSharedTails(Session& session, const Directory& directory) {
+  // By tail: the record IDs and names.
+  std::unordered_map<std::string, std::map<std::int64_t, std::string>> owners;
+  Steps steps(session.showProgress, "people's tails", directory.people().size());
+  for (const simulator::Person& person : directory.people()) {
+    steps.next();
+    for (const std::string& number : person.phones) {
+      const std::string tail = askForTail(session, simulator::digitsOf(number));
+      if (!tail.empty()) owners[tail].emplace(person.id, person.name);
+    }
+  }
+  std::vector<Who::SharedTail> shared;
+  for (const auto& [tail, people] : owners) {
+    if (people.size() < 2) continue;
+    shared.push_back({tail, {}});
+    for (const auto& [recordId, name] : people) shared.back().people.push_back({recordId, name});
+  }
+  std::ranges::sort(shared, {}, &Who::SharedTail::tail);
+  return shared;
+}
+
 Who askWho(Session& session) {
   const Directory directory(session.device().addressBook);
   const simulator::Clock& clock = session.device().clock;
@@ -119,11 +129,12 @@ Who askWho(Session& session) {
           library.isDNDActive ? std::nullopt : nextNight(session),
           modeName(library.allowedMessageGroup, directory),
           {},
+          library.allowedMessageGroup > 0,
           library.maxNumOfDigitsToCompare,
           {},
           {}};
   who.people = askAboutAll(session, directory);
-  who.sharedTails = sharedTails(session, directory);
+  if (who.isGroup) who.sharedTails = askSharedTails(session, directory);
   who.unknown = session.unknown();
   return who;
 }

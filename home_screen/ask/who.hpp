@@ -12,20 +12,28 @@
 
 namespace home_screen {
 
+class Directory;
+
 struct Who {
   struct Entry {
-    std::string value;  // as it is stored
+    std::string value;                  // as it is stored
+    std::optional<std::string> sender;  // as which it was asked about; none bears such a value
     bool presented;
     std::string why;  // by which entry, and whose it is when it is another person's; "" where
                       // it is only that Do Not Disturb is off
   };
   struct Person {
+    std::int64_t id;
     std::string name;
     std::vector<Entry> entries;
   };
+  struct Named {
+    std::int64_t id;
+    std::string name;
+  };
   struct SharedTail {
     std::string tail;
-    Lines names;
+    std::vector<Named> people;
   };
 
   LocalTime at;
@@ -34,6 +42,7 @@ struct Who {
   std::optional<LocalTime> night;  // when it is off: the next moment at which it is on
   std::string letThrough;
   std::vector<Person> people;
+  bool isGroup;  // else no tails are compared
   std::int64_t digitsCompared;
   std::vector<SharedTail> sharedTails;
   std::vector<PhonePart> unknown;  // what the phone's backup lacks
@@ -42,7 +51,13 @@ struct Who {
 Who askWho(Session& session);
 
 // The sender that a message from a stored number bears: its digits behind a leading +, up to an
-// extension or a pause.
+// extension or a pause. "" for what has no digits.
 std::string senderFrom(std::string_view storedNumber);
+// The same, but an address that is stored as a number is asked about as it is, and what has no
+// digits not at all.
+std::optional<std::string> senderOf(const std::string& storedNumber);
+
+// The tails, by the digits in force, that numbers of different people of the address book have.
+std::vector<Who::SharedTail> askSharedTails(Session& session, const Directory& directory);
 
 }  // namespace home_screen

@@ -2,14 +2,23 @@
 // that are no UTF-8 become replacement characters.
 #pragma once
 
-#include <string>
+#include <vector>
 
+#include "home_screen/ask/digits.hpp"
 #include "home_screen/ask/explanation.hpp"
+#include "home_screen/ask/groups.hpp"
+#include "home_screen/ask/schedule.hpp"
+#include "home_screen/ask/who.hpp"
 #include "home_screen/scenario/commands.hpp"
 
 namespace home_screen {
 
-void showJson(const Explanation& explanation);  // one object
-void showJson(const Outcome& outcome);          // one object, on one line
+// Each one object.
+void showJson(const Explanation& explanation);
+void showJson(const Who& who);
+void showJson(const Calendar& calendar);
+void showJson(const std::vector<GroupSize>& groups);
+void showJson(const Digits& digits);
+void showJson(const Outcome& outcome);  // on one line
 
 }  // namespace home_screen

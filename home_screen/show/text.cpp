@@ -109,14 +109,23 @@ void showHowToAskAboutTheNight(const Who& who, bool atPrompt) {
              byHand);
 }
 
+std::string nameOf(const std::string& name) { return name.empty() ? "(no name)" : name; }
+
+std::string namesOf(const std::vector<Who::Named>& people) {
+  Lines names;
+  for (const Who::Named& person : people) names.push_back(nameOf(person.name));
+  return fmt::format("{}", fmt::join(names, ", "));
+}
+
 void showSharedTails(const Who& who) {
+  if (!who.isGroup) return;
   if (who.sharedTails.empty()) {
     fmt::print("\nNo two people share a tail (compared by {}).\n", who.digitsCompared);
     return;
   }
   fmt::print("\nOne tail, different people (compared by {}):\n", who.digitsCompared);
-  for (const auto& [tail, names] : who.sharedTails) {
-    fmt::print("{}\n", nameAndValue(tail, fmt::format("{}", fmt::join(names, ", "))));
+  for (const auto& [tail, people] : who.sharedTails) {
+    fmt::print("{}\n", nameAndValue(tail, namesOf(people)));
   }
 }
 
@@ -233,6 +242,40 @@ void showText(const Calendar& calendar) {
   showEvent(calendar.now, calendar.activeNow ? "on" : "off", "now");
   for (const auto& [at, what, why] : calendar.events) showEvent(at, what, why);
   if (calendar.events.empty()) fmt::print("Nothing changes in these days.\n");
+}
+
+void showText(const std::vector<GroupSize>& groups) {
+  if (groups.empty()) {
+    fmt::print("The library lists no group.\n");
+    return;
+  }
+  fmt::print("{:>6}  {:24}{:>9}{:>9}{:>11}\n", "ID", "Group", "Members", "Numbers", "Addresses");
+  for (const GroupSize& group : groups) {
+    fmt::print("{:>6}  {}{:>9}{:>9}{:>11}\n", group.id, padded(printable(nameOf(group.name)), 24),
+               group.members, group.numbers, group.addresses);
+  }
+}
+
+void showText(const Digits& digits) {
+  if (!digits.isGroup) {
+    fmt::print("Let through: {}. Digits are compared only where that is a group.\n",
+               printable(digits.letThrough));
+    return;
+  }
+  fmt::print("Let through: {}\n\n", printable(digits.letThrough));
+  fmt::print("Digits  Through  {:24}{:24}One tail, different people\n", "More than now",
+             "Fewer than now");
+  const auto orNone = [](const std::string& text) { return text.empty() ? "-" : text; };
+  for (const Digits::Row& row : digits.rows) {
+    Lines tails;
+    for (const auto& [tail, people] : row.shared) tails.push_back(tail + ": " + namesOf(people));
+    const bool isNow = row.digits == digits.inForce;
+    fmt::print("{:>6}{} {:>7}  {}{}{}\n", row.digits, isNow ? "*" : " ", row.through,
+               padded(printable(orNone(namesOf(row.gained))), 24),
+               padded(printable(orNone(namesOf(row.lost))), 24),
+               printable(orNone(fmt::format("{}", fmt::join(tails, "; ")))));
+  }
+  fmt::print("\n* in force: {}\n", digits.inForce);
 }
 
 void showText(const Outcome& outcome, bool showLog) {

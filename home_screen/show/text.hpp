@@ -2,8 +2,11 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "home_screen/ask/digits.hpp"
 #include "home_screen/ask/explanation.hpp"
+#include "home_screen/ask/groups.hpp"
 #include "home_screen/ask/schedule.hpp"
 #include "home_screen/ask/who.hpp"
 #include "home_screen/scenario/commands.hpp"
@@ -15,6 +18,8 @@ void showText(const Explanation& explanation);
 // `atPrompt`: how to ask about the night is told for the shell.
 void showText(const Who& who, bool atPrompt);
 void showText(const Calendar& calendar);
+void showText(const std::vector<GroupSize>& groups);
+void showText(const Digits& digits);
 
 // A command and what it did. With `showLog`, also the log texts, and the start of the host.
 void showText(const Outcome& outcome, bool showLog);
