@@ -42,26 +42,27 @@ id askPane(const LoadedLibrary& pane, const std::string& method) {
   throw std::runtime_error("the settings page: its controller has no method " + method);
 }
 
+using Items = std::vector<id>;
+
 // What the description lists, or the pane.
-const Array* listFor(const Dictionary* item, const LoadedLibrary& pane, const char* listed,
-                     const char* asked) {
+Items listFor(const Dictionary* item, const LoadedLibrary& pane, const char* listed,
+              const char* asked) {
   const std::string method = textOf(item, asked);
   const auto* list =
       simulator::as<Array>(method.empty() ? simulator::find(item, listed) : askPane(pane, method));
-  if (list == nullptr) throw std::runtime_error("the settings page: a list without choices");
-  return list;
+  return list == nullptr ? Items() : list->items;
 }
 
 Choices listChoices(const Dictionary* item, const LoadedLibrary& pane) {
-  const Array* const values = listFor(item, pane, "validValues", "valuesDataSource");
-  const Array* const titles = listFor(item, pane, "validTitles", "titlesDataSource");
-  if (values->items.size() != titles->items.size()) {
+  const Items values = listFor(item, pane, "validValues", "valuesDataSource");
+  const Items titles = listFor(item, pane, "validTitles", "titlesDataSource");
+  if (values.size() != titles.size()) {
     throw std::runtime_error("the settings page: not one title for each value");
   }
   Choices choices;
-  for (std::size_t i = 0; i < values->items.size(); ++i) {
-    choices.push_back({simulator::share(simulator::header(values->items[i])),
-                       simulator::toUtf8(titles->items[i])});
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    choices.push_back(
+        {simulator::share(simulator::header(values[i])), simulator::toUtf8(titles[i])});
   }
   return choices;
 }
