@@ -186,6 +186,10 @@ void writeSettings(const Session& session, const Options& options) {
                              ", where nothing is written");
   }
   replaceFile(options.output, content);
+  if (std::ranges::count(session.original.lacking, PhonePart::settings) > 0) {
+    complain(options.output + ": holds only what was set here; not in this backup: " +
+             describe(PhonePart::settings));
+  }
 }
 
 enum Taken : unsigned {
@@ -217,8 +221,10 @@ constexpr Question questions[] = {
      [](Session& session, const Options& options) {
        show(askToExplain(session, options.sender), options);
      },
-     {"hushlane-sim explain +15550100163 --device examples/phone --at 2026-11-22T01:00",
-      "hushlane-sim explain mara@quill.example --device examples/phone --dnd --mode contacts"}},
+     {"hushlane-sim explain +15550100163 --device examples/phone --at 2026-11-22T01:00 "
+      "--time-zone Etc/UTC",
+      "hushlane-sim explain mara@quill.example --device examples/phone --at 23:30 "
+      "--time-zone Etc/UTC --mode contacts"}},
     {"who",
      "who would get through",
      moment | doNotDisturb | json,
@@ -227,14 +233,15 @@ constexpr Question questions[] = {
        options.json ? showJson(who) : showText(who, options.atPrompt);
      },
      {"hushlane-sim who --device examples/phone --at 23:30 --time-zone Europe/Berlin",
-      "hushlane-sim who --device examples/phone --dnd --mode group=Clinic"}},
+      "hushlane-sim who --device examples/phone --at now --time-zone Etc/UTC --dnd --mode "
+      "group=Clinic"}},
     {"calendar",
      "when Do Not Disturb comes and goes",
      moment | days | json,
      [](Session& session, const Options& options) {
        show(askCalendar(session, options.days), options);
      },
-     {"hushlane-sim calendar --device examples/phone --set schedulerWeekday_7=true",
+     {"hushlane-sim calendar --device examples/phone --at now --time-zone Asia/Tokyo --next 7",
       "hushlane-sim calendar --device examples/phone --at 2026-10-24 --time-zone Europe/Berlin"}},
     {"groups",
      "the groups that can be let through",
@@ -466,13 +473,14 @@ void addPhoneCommands(CLI::App& app, Options& options, Chosen& chosen) {
     addSituation(command, question.takes, options);
   }
 
-  CLI::App& shell = add("shell", "statements and questions at a prompt",
-                        {"hushlane-sim shell --device examples/phone --at 23:30",
-                         "printf 'dnd on\\nmessage +15550100142\\n' | hushlane-sim shell"},
-                        [&](Session& session) {
-                          prepare(session, moment, options);
-                          return runShell(session, options.trace, shellQuestions());
-                        });
+  CLI::App& shell =
+      add("shell", "statements and questions at a prompt",
+          {"hushlane-sim shell --device examples/phone --at 23:30 --time-zone Etc/UTC",
+           "printf 'dnd on\\nmessage +15550100142\\n' | hushlane-sim shell"},
+          [&](Session& session) {
+            prepare(session, moment, options);
+            return runShell(session, options.trace, shellQuestions());
+          });
   addScenarioOptions(shell, options);
   addSituation(shell, moment | doNotDisturb, options);
 }
