@@ -83,6 +83,9 @@ class OwnPhoneTest(unittest.TestCase):
                 self.assertIn(part, " ".join(text.split()), lacking)
             stored = self.run_program("calendar", "--device", lacking, "--schedule", "off")
             self.assertIn("none stored", stored)
+        command = [PROGRAM, "settings", "--device", SETTINGS, "--mode", "nobody", "-o", "it"]
+        result = subprocess.run(command, cwd=self.folder, capture_output=True, text=True, check=True)
+        self.assertTrue(result.stderr.startswith("it: holds only what was set here; "), result.stderr)
 
     def test_what_is_no_phone_is_refused_with_the_nearest_that_is(self):
         self.put_backup("backups/phone")
