@@ -35,25 +35,23 @@ Digits askDigits(Session& session) {
   const std::int64_t mode = session.library().allowedMessageGroup;
   Digits answer{modeName(mode, directory), mode > 0, session.library().maxNumOfDigitsToCompare, {}};
   if (!answer.isGroup) return answer;
-  Steps steps(session.showProgress, "people", people.size() * (most - fewest + 2));
+  Steps steps(session.showProgress, "people", people.size() * (1 + 2 * (most - fewest + 1)));
   const std::vector<bool> now = askWhoMatches(session, directory, steps);
   const SettingsHeld settings = settingsOf(session);
-  keepingSettings(session, [&] {
-    for (std::int64_t digits = fewest; digits <= most; ++digits) {
-      trySettings(session, simulator::PreferencesStore::changed(settings.get(), digitsKey, digits),
-                  [&] {
-                    const std::vector<bool> then = askWhoMatches(session, directory, steps);
-                    Digits::Row& row = answer.rows.emplace_back();
-                    row.digits = digits;
-                    row.shared = askSharedTails(session, directory);
-                    for (std::size_t i = 0; i < people.size(); ++i) {
-                      if (then[i]) ++row.through;
-                      if (then[i] == now[i]) continue;
-                      (then[i] ? row.gained : row.lost).push_back({people[i].id, people[i].name});
-                    }
-                  });
-    }
-  });
+  for (std::int64_t digits = fewest; digits <= most; ++digits) {
+    const auto changed = simulator::PreferencesStore::changed(settings.get(), digitsKey, digits);
+    trySettings(session, changed, [&] {
+      const std::vector<bool> then = askWhoMatches(session, directory, steps);
+      Digits::Row& row = answer.rows.emplace_back();
+      row.digits = digits;
+      row.shared = askSharedTails(session, directory, steps);
+      for (std::size_t i = 0; i < people.size(); ++i) {
+        if (then[i]) ++row.through;
+        if (then[i] == now[i]) continue;
+        (then[i] ? row.gained : row.lost).push_back({people[i].id, people[i].name});
+      }
+    });
+  }
   return answer;
 }
 

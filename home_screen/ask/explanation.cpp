@@ -136,16 +136,14 @@ std::string Explainer::settingSource(const std::string& key) const {
 std::vector<Change> Explainer::changesFor(const std::string& sender) {
   const bool before = askAboutMessage(session_, sender).presented;
   std::vector<Change> changes = candidates(session_);
-  keepingSettings(session_, [&] {
-    Steps steps(session_.showProgress, "settings", changes.size());
-    std::erase_if(changes, [&](const Change& change) {
-      steps.next();
-      bool presented = before;
-      trySettings(session_,
-                  simulator::PreferencesStore::changed(settings_.get(), change.key, change.value),
-                  [&] { presented = askAboutMessage(session_, sender).presented; });
-      return presented == before;
-    });
+  Steps steps(session_.showProgress, "settings", changes.size());
+  std::erase_if(changes, [&](const Change& change) {
+    steps.next();
+    bool presented = before;
+    trySettings(session_,
+                simulator::PreferencesStore::changed(settings_.get(), change.key, change.value),
+                [&] { presented = askAboutMessage(session_, sender).presented; });
+    return presented == before;
   });
   return changes;
 }

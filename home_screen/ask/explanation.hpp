@@ -48,9 +48,7 @@ class Explainer {
   Explanation explain(const std::string& sender) const;
 
   // Tries every mode, every group, 1 to 15 digits and the other choice for each weekday, one at a
-  // time: beside the phone's settings, which stay as they are. In the end what the library held
-  // before is loaded again: the same values, but an empty list where there was none yet, and the
-  // group's members as the address book has them now.
+  // time, beside the phone's settings. Afterwards the session is as before.
   std::vector<Change> changesFor(const std::string& sender);
 
  private:

@@ -12,16 +12,12 @@ namespace home_screen {
 
 using SettingsHeld = simulator::Owned<simulator::Dictionary>;
 
-// The phone's own; null when there are none.
+// The phone's own, or those that are being tried; null when there are none.
 SettingsHeld settingsOf(const Session& session);
 
-// Has these settings loaded while `ask` runs. The phone's own stay as they are, and are not loaded
-// again: that is for `keepingSettings`, around all trials.
+// Has these settings loaded while `ask` runs, which may try others in turn. In the end, also when
+// something is thrown, the session is as before: what a load changes is put back by hand, which
+// can't fail. Another load could, or find another address book than the one before.
 void trySettings(Session& session, SettingsHeld settings, const std::function<void()>& ask);
-
-// In the end, also when something is thrown, what the library held before `ask` is loaded again:
-// the same values, but an empty list where there was none yet, and the group's members as the
-// address book has them now.
-void keepingSettings(Session& session, const std::function<void()>& ask);
 
 }  // namespace home_screen

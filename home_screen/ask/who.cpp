@@ -9,6 +9,7 @@
 #include "home_screen/ask/message.hpp"
 #include "home_screen/ask/mode.hpp"
 #include "home_screen/ask/schedule.hpp"
+#include "home_screen/ask/trial.hpp"
 #include "simulator/device.hpp"
 
 namespace home_screen {
@@ -75,6 +76,16 @@ std::vector<Who::Person> askAboutAll(Session& session, const Directory& director
   return answers;
 }
 
+// A tail depends on the digits alone, but with a group the matcher would also look for it among all
+// members.
+SettingsHeld withoutGroup(const Session& session) {
+  using simulator::PreferencesStore;
+  const auto nobody =
+      PreferencesStore::changed(nullptr, modeKey, std::int64_t{HushlaneAllowedMessageGroupNobody});
+  return PreferencesStore::changed(nobody.get(), digitsKey,
+                                   session.library().maxNumOfDigitsToCompare);
+}
+
 }  // namespace
 
 std::string senderFrom(std::string_view storedNumber) {
@@ -98,17 +109,19 @@ std::optional<std::string> senderOf(const std::string& storedNumber) {
   return simulator::digitsOf(sender).empty() ? std::nullopt : std::optional(std::move(sender));
 }
 
-std::vector<Who::SharedTail> askSharedTails(Session& session, const Directory& directory) {
+std::vector<Who::SharedTail> askSharedTails(Session& session, const Directory& directory,
+                                            Steps& steps) {
   // By tail: the record IDs and names.
   std::unordered_map<std::string, std::map<std::int64_t, std::string>> owners;
-  Steps steps(session.showProgress, "people's tails", directory.people().size());
-  for (const simulator::Person& person : directory.people()) {
-    steps.next();
-    for (const std::string& number : person.phones) {
-      const std::string tail = askForTail(session, simulator::digitsOf(number));
-      if (!tail.empty()) owners[tail].emplace(person.id, person.name);
+  trySettings(session, withoutGroup(session), [&] {
+    for (const simulator::Person& person : directory.people()) {
+      steps.next();
+      for (const std::string& number : person.phones) {
+        const std::string tail = askForTail(session, simulator::digitsOf(number));
+        if (!tail.empty()) owners[tail].emplace(person.id, person.name);
+      }
     }
-  }
+  });
   std::vector<Who::SharedTail> shared;
   for (const auto& [tail, people] : owners) {
     if (people.size() < 2) continue;
@@ -134,7 +147,10 @@ Who askWho(Session& session) {
           {},
           {}};
   who.people = askAboutAll(session, directory);
-  if (who.isGroup) who.sharedTails = askSharedTails(session, directory);
+  if (who.isGroup) {
+    Steps steps(session.showProgress, "people's tails", who.people.size());
+    who.sharedTails = askSharedTails(session, directory, steps);
+  }
   who.unknown = session.unknown();
   return who;
 }

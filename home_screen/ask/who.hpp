@@ -58,6 +58,8 @@ std::string senderFrom(std::string_view storedNumber);
 std::optional<std::string> senderOf(const std::string& storedNumber);
 
 // The tails, by the digits in force, that numbers of different people of the address book have.
-std::vector<Who::SharedTail> askSharedTails(Session& session, const Directory& directory);
+// Takes a step for each person.
+std::vector<Who::SharedTail> askSharedTails(Session& session, const Directory& directory,
+                                            Steps& steps);
 
 }  // namespace home_screen

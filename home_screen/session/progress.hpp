@@ -15,6 +15,7 @@ struct Progress {
   std::size_t done;
   std::size_t total;  // 0 at the end of the work
 };
+// Throws nothing at the end.
 using ShowProgress = std::function<void(const Progress&)>;
 
 // A piece of work of so many steps. Ends with this object, also when the question is given up.

@@ -7,7 +7,6 @@
 #include <utf8.h>
 #include <wchar.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <new>
 
@@ -46,7 +45,7 @@ std::size_t columns(std::string_view text) {
   std::size_t sum = 0;
   for (auto at = text.begin(); at != text.end();) {
     const int width = ::wcwidth(static_cast<wchar_t>(utf8::unchecked::next(at)));
-    sum += static_cast<std::size_t>(std::max(width, 0));
+    sum += width < 0 ? 1 : static_cast<std::size_t>(width);  // one for what it does not know
   }
   ::uselocale(before);
   return sum;
@@ -80,9 +79,11 @@ void ProgressLine::show(const Progress& progress) {
   shown_ = true;
   const double share = static_cast<double>(progress.done) / static_cast<double>(progress.total);
   const auto taken = std::chrono::duration<double>(now - *start_);
-  fmt::print(stderr, "\r\x1b[K{} of {} {} ({:.0f} %)", progress.done, progress.total, progress.what,
-             100 * share);
-  if (share > 0) fmt::print(stderr, ", {:.0f} s left", taken.count() * (1 / share - 1));
+  std::string line = fmt::format("\r\x1b[K{} of {} {} ({:.0f} %)", progress.done, progress.total,
+                                 progress.what, 100 * share);
+  if (share > 0) line += fmt::format(", {:.0f} s left", taken.count() * (1 / share - 1));
+  // A terminal that is gone is no reason to give up the answer.
+  std::fputs(line.c_str(), stderr);
   std::fflush(stderr);
 }
 

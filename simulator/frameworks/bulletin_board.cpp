@@ -348,4 +348,10 @@ void BulletinBoard::refresh() {
   reportOverrideTypes(found, sourceHost);
 }
 
+void BulletinBoard::forgetAllSince(const Told& told) noexcept {
+  lastFound_ = told.found;
+  activeOverrideTypes = told.types;
+  lastSource = told.source;
+}
+
 }  // namespace simulator

@@ -75,6 +75,15 @@ class BulletinBoard : public Current<BulletinBoard> {
   // one last found. The host does so whenever the time moves, overrides change or settings reload.
   void refresh();
 
+  // What the host last found and told, to be put back after a question about something else.
+  struct Told {
+    std::uint64_t found;
+    std::uint64_t types;
+    std::optional<std::uint64_t> source;
+  };
+  Told told() const { return {lastFound_, activeOverrideTypes, lastSource}; }
+  void forgetAllSince(const Told& told) noexcept;
+
   // ---- The platform ----
 
   // What the server itself says; automatic: no while the gateway knows of an active override.

@@ -32,6 +32,7 @@ class PreferencesStore : public Current<PreferencesStore> {
   // While there is one, the settings are these instead of what their file holds, and the file is
   // not touched: to try something, and to drop it again.
   void standIn(Owned<Dictionary> settings) noexcept { standIn_ = std::move(settings); }
+  const Owned<Dictionary>& standIn() const { return standIn_; }  // null without one
   // A copy with one key more, or another value of it.
   static Owned<Dictionary> changed(const Dictionary* settings, const std::string& key,
                                    const PreferenceValue& value);

@@ -152,6 +152,36 @@ TEST_F(ExplainTest, ProposesExactlyTheSettingsThatTurnTheAnswerRound) {
   EXPECT_GT(changes, 25U);
 }
 
+TEST_F(ExplainTest, LeavesTheSessionAsItWasAlsoWhenGivenUp) {
+  Session session(phone(), HUSHLANE_LIBRARY);
+  session.start();
+  auto& board = phone().bulletinBoard;
+  board.setSchedule(simulator::DailyPeriod{{}, std::chrono::hours(23)});
+  // What a load of the settings would not keep.
+  const std::function<void()> changes[] = {[] {}, [&] { board.reportOverrideTypes(4, 9); },
+                                           [&] { session.library().enableDebugLogging = true; },
+                                           [&] { session.library().maxNumOfDigitsToCompare = 3; },
+                                           [&] { phone().addressBook.accessGranted = false; }};
+  for (const std::string_view givenUpAt : {"", "settings", "people's tails"}) {
+    session.showProgress = [givenUpAt](const home_screen::Progress& progress) {
+      if (progress.what == givenUpAt && progress.done == 2 && progress.total != 0)
+        throw home_screen::GivenUp();
+    };
+    for (const auto& change : changes) {
+      change();
+      const auto values = home_screen::describeValues(session);
+      const auto told = board.activeOverrideTypes.load();
+      try {
+        askToExplain(session, "+15550100142");
+        askWho(session);
+      } catch (const home_screen::GivenUp&) {
+      }
+      EXPECT_EQ(home_screen::describeValues(session), values) << givenUpAt;
+      EXPECT_EQ(board.activeOverrideTypes, told) << givenUpAt;
+    }
+  }
+}
+
 TEST(SenderFrom, IsWhatAMessageFromAStoredNumberBears) {
   for (const auto& [stored, sender] : std::initializer_list<std::pair<const char*, const char*>>{
            {"+1 (555) 010-0142", "+15550100142"},
