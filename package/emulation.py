@@ -48,7 +48,8 @@ def home_screen(root, out, linked_folders, generated):
     def compiled(source):
         target = out / (str(source.relative_to(root)).replace("/", "-") + ".o")
         project.run("aarch64-linux-gnu-g++", *FLAGS, f"-I{generated}",
-                  f'-DHUSHLANE_VERSION="{build.version(root)}"', "-c", source, "-o", target, cwd=root)
+                  f'-DHUSHLANE_VERSION="{build.version(root)}"',
+                    '-DHUSHLANE_LIBRARIES_FROM_PROGRAMS="."', "-c", source, "-o", target, cwd=root)
         return target
 
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
